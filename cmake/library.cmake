@@ -1,0 +1,44 @@
+# libzocam: the sources, the version script and what is installed of it.
+
+set(ZOCAM_SOURCES
+  core/accessors.cc core/clocks.cc core/life_cycle.cc core/locks.cc core/model_profile.cc
+  core/moving_average.cc core/status.cc
+  device/command_wire.cc device/commands.cc device/enumeration.cc device/open.cc
+  device/reconnect.cc device/sysfs.cc device/transport.cc
+  capture/capture_control.cc capture/v4l2_requests.cc capture/v4l2_stream.cc
+  decode/decoder_a.cc decode/decoder_b.cc decode/pipeline.cc decode/raw_frame.cc
+  decode/temp_decoders.cc decode/window_correction.cc
+  render/auto_gain.cc render/formats.cc render/gain_settings.cc render/grey_expansion.cc
+  render/manual_gain.cc render/output.cc render/palettes.cc)
+
+# Compiled once; the shared library and the white-box tests of the pure stages both link it.
+add_library(zocam_objects OBJECT ${ZOCAM_SOURCES})
+target_link_libraries(zocam_objects PUBLIC zocam_flags Threads::Threads)
+target_include_directories(zocam_objects PUBLIC ${CMAKE_SOURCE_DIR}/include)
+set_target_properties(zocam_objects PROPERTIES
+  CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+math(EXPR ZOCAM_VERSION_NUMBER
+  "${PROJECT_VERSION_MAJOR} * 65536 + ${PROJECT_VERSION_MINOR} * 256 + ${PROJECT_VERSION_PATCH}")
+set_source_files_properties(core/accessors.cc PROPERTIES
+  COMPILE_DEFINITIONS ZOCAM_VERSION_NUMBER=${ZOCAM_VERSION_NUMBER})
+
+add_library(zocam SHARED)
+add_library(zocam::zocam ALIAS zocam)
+target_link_libraries(zocam PRIVATE zocam_objects)
+target_include_directories(zocam PUBLIC
+  $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+set(ZOCAM_VERSION_SCRIPT ${CMAKE_SOURCE_DIR}/cmake/libzocam.map)
+target_link_options(zocam PRIVATE
+  -Wl,--version-script=${ZOCAM_VERSION_SCRIPT} -Wl,--no-undefined -Wl,-z,relro -Wl,-z,now)
+if(ZOCAM_SANITIZE)
+  # The sanitizer runtimes resolve at load time.
+  get_target_property(options zocam LINK_OPTIONS)
+  list(REMOVE_ITEM options -Wl,--no-undefined)
+  set_target_properties(zocam PROPERTIES LINK_OPTIONS "${options}")
+endif()
+set_target_properties(zocam PROPERTIES
+  VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  LINK_DEPENDS ${ZOCAM_VERSION_SCRIPT} LINKER_LANGUAGE CXX)
+
+install(TARGETS zocam LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/zocam DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

@@ -1,0 +1,169 @@
+// The device record behind every handle: one camera or one recording.
+//
+// The record is plain memory at the bottom of the library; every folder includes it, and each group
+// of fields says which one fills it. Owned pointers free what they own when the record is destroyed
+// (ZoLib_Release); the initialisers below are the values of a new record.
+//
+// Locks: commandLock serialises camera commands, decodeLock serialises decoding and the settings
+// that say so, fileLock guards the state of a recording. No lock is taken while another is held.
+// A SharedField may be touched by any thread without a lock. Every other field is either guarded by
+// the lock named beside it or written only while no other thread can have the handle.
+#ifndef ZOCAM_CORE_DEVICE_RECORD_H
+#define ZOCAM_CORE_DEVICE_RECORD_H
+
+#include <pthread.h>
+
+#include <array>
+#include <cstdint>
+#include <memory>
+
+#include "zocam/zocam.h"
+
+#include "core/locks.h"
+#include "core/malloc_ptr.h"
+#include "core/moving_average.h"
+#include "core/shared_field.h"
+
+// Called with every captured frame before the application's callback; the result is ignored.
+using ZoPreProcHook = int (*)(_ZoDev* dev, uint8_t* frame, uint64_t length);
+
+// Turns the image part of a raw frame into a temperature image; runs under decodeLock.
+using TempDecoder = ZoStatus (*)(_ZoDev* dev, unsigned char* raw, unsigned char* out,
+                                 unsigned int outSize);
+
+// What a camera tells of itself, byte for byte as it sends it and as recordings keep it.
+struct IdentityBlock {
+  uint16_t vendorId;
+  uint16_t productId;
+  uint16_t releaseNumber;
+  uint16_t firmwareVersion;
+  uint16_t serialWords[4];
+  uint8_t infoFlags;
+  uint8_t reserved[7];
+};
+static_assert(sizeof(IdentityBlock) == 24);
+
+// One driver buffer, mapped.
+struct CaptureBuffer {
+  void* address;
+  uint64_t length;
+};
+
+// One of the 32 segments of the non-linear gain: a bin's first display level and its share of the
+// 1024 levels.
+struct GainSegment {
+  uint32_t base;
+  uint32_t slope;
+};
+
+// Column and row of a reference point.
+struct RefPoint {
+  uint16_t column;
+  uint16_t row;
+};
+
+struct RefAverages {
+  std::array<MovingAvg, 3> sensor;
+  std::array<MovingAvg, 3> measured;
+};
+
+inline constexpr uint32_t kExtInfoBytes = 128;
+
+struct _ZoDev {
+  // Platform (device/, capture/). The capture thread reads the callbacks and the buffers.
+  int32_t deviceFd = -1;
+  SharedField<ZoFrameCallback> frameCallback;
+  SharedField<void*> callbackUser;
+  SharedField<ZoPreProcHook> preProcHook;
+  pthread_t captureThread{};
+  MallocPtr<CaptureBuffer[]> captureBuffers;  // exists while the thread does
+  uint32_t captureBufferCount = 0;
+
+  // Names (device/)
+  char devicePath[256] = {};
+  char productName[256] = {};
+  uint16_t wideProductName[256] = {};
+
+  // Identity (device/, file/)
+  IdentityBlock identityBlock{};
+  std::array<uint8_t, kExtInfoBytes> extInfo{};
+  uint64_t serialNumber = 0;
+
+  // Connection (device/, capture/)
+  SharedField<uint32_t> connected;
+  uint32_t commandPollMs = 20;  // commandLock
+  SharedField<uint32_t> disconnected;
+  std::unique_ptr<PMutex> commandLock;
+
+  // Capture (capture/)
+  SharedField<uint32_t> frameRateDenominator;
+  SharedField<uint32_t> frameRateNumerator;
+  SharedField<uint32_t> capturing;
+
+  // Geometry (core/model_profile.cc)
+  uint32_t frameWidth = 0;
+  uint32_t frameHeight = 0;
+  uint32_t footerLines = 0;
+  uint32_t telemetryLines = 0;
+  uint32_t pixelCount = 0;
+  uint32_t imageBytes = 0;
+  uint32_t rawFrameBytes = 0;
+
+  // Errors (core/status.cc)
+  SharedField<uint32_t> hostError;
+  SharedField<int32_t> sensorError;
+  SharedField<uint8_t> firmwareError;
+
+  // Decoding (decode/): buffers and per-frame state under decodeLock
+  std::unique_ptr<PMutex> decodeLock;
+  MallocPtr<uint16_t[]> tempImage;
+  bool frameDecoded = false;
+  MallocPtr<uint16_t[]> scratchImage;
+  SharedField<uint32_t> decodeRangeLow = 28914;   // 1/100 K
+  SharedField<uint32_t> decodeRangeHigh = 32114;  // 1/100 K
+  SharedField<uint32_t> circumferenceCorrection;
+  uint32_t circumferenceCorrectionSupported = 0;
+  SharedField<uint32_t> noiseFilter = 1;
+  SharedField<uint16_t> noiseFilterThreshold = uint16_t{50};
+  uint32_t colorizeByRaw = 0;  // decodeLock
+  TempDecoder tempDecoder = nullptr;
+  uint16_t refTempRegion = 0;
+  uint8_t telemetryRevision = 0;
+  SharedField<int32_t> tempResolution;  // written under decodeLock
+  uint32_t telemetryCorrectionFlag = 0;
+  std::array<RefPoint, 3> refPoints{};
+  RefAverages refAverages;
+  uint32_t refTempEnabled = 1;
+  double driftBaseline = 0.0;
+  SharedField<uint32_t> upsideDown;
+  SharedField<uint32_t> windowCorrection;
+  std::unique_ptr<MovingAvg> windowTempAvg;
+  SharedField<uint32_t> undistortionOn;
+  double undistortionStrength = 0.0;
+
+  // Rendering (render/): under decodeLock
+  MallocPtr<uint16_t[]> workImage;  // display levels, always below 1024
+  MallocPtr<uint32_t[]> agcMask;
+  SharedField<int32_t> agcRangeLow = 0;       // 1/100 K
+  SharedField<int32_t> agcRangeHigh = 70315;  // 1/100 K
+  SharedField<uint32_t> rgbOrder = 1;
+
+  // Recording-wide gain (filled by file/, read by render/): under decodeLock
+  SharedField<uint32_t> timeBasedAGC;
+  bool tbLinearValid = false;
+  uint16_t tbLinearMin = 0;
+  uint16_t tbLinearMax = 0;
+  bool tbHistValid = false;
+  uint16_t tbHistMin = 0;
+  uint16_t tbHistMax = 0;
+  MallocPtr<GainSegment[]> tbHistTable;
+
+  // Recording and playback (file/)
+  uint64_t fileBaseTimeOffset = 0;  // fileLock; 0: pacing starts anew with the next frame
+  SharedField<double> fileReadSpeed = 1.0;  // fileLock
+  std::unique_ptr<PMutex> fileLock;
+  std::unique_ptr<PCond> readerStateCond;
+  std::unique_ptr<PCond> readerWakeCond;
+};
+
+#endif

@@ -1,0 +1,77 @@
+// Locks of the library: an abstract mutex and condition variable with one in-process
+// implementation each. The record owns its locks through the abstract types.
+#ifndef ZOCAM_CORE_LOCKS_H
+#define ZOCAM_CORE_LOCKS_H
+
+#include <pthread.h>
+
+#include <cstdint>
+
+#include "zocam/zocam.h"
+
+class ZO_API PMutex {
+ public:
+  PMutex() = default;
+  PMutex(const PMutex&) = delete;
+  PMutex& operator=(const PMutex&) = delete;
+  virtual ~PMutex();
+  virtual int Lock() = 0;
+  virtual int Unlock() = 0;
+};
+
+class ZO_API PCond {
+ public:
+  PCond() = default;
+  PCond(const PCond&) = delete;
+  PCond& operator=(const PCond&) = delete;
+  virtual ~PCond();
+  // Releases the mutex, waits for NotifyAll or the time-out, and holds the mutex again on return.
+  // Returns 0 after the time-out or a signal, else 1. Wakes up spuriously: re-check the condition.
+  virtual uint32_t Wait(PMutex* mutex, unsigned timeoutMs) = 0;
+  // Wakes every thread inside Wait. The caller may hold the mutex given to Wait.
+  virtual void NotifyAll() = 0;
+};
+
+// Neither recursive nor error-checking. Both operations return the POSIX result.
+class ZO_API PInProcMutex : public PMutex {
+ public:
+  PInProcMutex();
+  ~PInProcMutex() override;
+  int Lock() override;
+  int Unlock() override;
+
+ private:
+  pthread_mutex_t mutex_;
+};
+
+// Lock order: caller's mutex, then the internal mutex; nothing takes the caller's mutex while it
+// holds the internal one. Time-outs run on the wall clock.
+class ZO_API PInProcCond : public PCond {
+ public:
+  PInProcCond();
+  ~PInProcCond() override;
+  uint32_t Wait(PMutex* mutex, unsigned timeoutMs) override;
+  void NotifyAll() override;
+
+ private:
+  void AddWaiters(int32_t change);
+
+  int32_t waiters_ = 0;        // threads inside Wait; lets NotifyAll skip an idle broadcast
+  PInProcMutex waitersMutex_;  // guards waiters_
+  pthread_mutex_t internal_;   // held from before the caller's mutex is let go, so no wake-up is lost
+  pthread_cond_t condition_;
+};
+
+// Holds a mutex for a scope.
+class ScopedLock {
+ public:
+  explicit ScopedLock(PMutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
+  ~ScopedLock() { mutex_.Unlock(); }
+  ScopedLock(const ScopedLock&) = delete;
+  ScopedLock& operator=(const ScopedLock&) = delete;
+
+ private:
+  PMutex& mutex_;
+};
+
+#endif

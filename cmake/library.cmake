@@ -3,13 +3,13 @@
 set(ZOCAM_SOURCES
   core/accessors.cc core/clocks.cc core/life_cycle.cc core/locks.cc core/model_profile.cc
   core/moving_average.cc core/status.cc
-  device/command_wire.cc device/commands.cc device/enumeration.cc device/open.cc
-  device/reconnect.cc device/sysfs.cc device/transport.cc
+  device/command_wire.cc device/commands.cc device/connection.cc device/enumeration.cc device/open.cc
+  device/reconnect.cc device/sysfs.cc
   capture/capture_control.cc capture/v4l2_requests.cc capture/v4l2_stream.cc
   decode/decoder_a.cc decode/decoder_b.cc decode/pipeline.cc decode/raw_frame.cc
   decode/temp_decoders.cc decode/window_correction.cc
-  render/auto_gain.cc render/formats.cc render/gain_settings.cc render/grey_expansion.cc
-  render/manual_gain.cc render/output.cc render/palettes.cc)
+  render/auto_gain.cc render/formats.cc render/frame_statistics.cc render/gain_settings.cc render/grey_expansion.cc
+  render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc)
 
 # Compiled once; the shared library and the white-box tests of the pure stages both link it.
 add_library(zocam_objects OBJECT ${ZOCAM_SOURCES})

@@ -56,6 +56,13 @@ struct GainSegment {
   uint32_t slope;
 };
 
+// What a recording keeps beside each frame.
+struct FrameTrailer {
+  uint64_t timeOffset;  // ms since the recording's first frame
+  uint32_t frameNumber;
+  DateTime16 dateTime;  // local time
+};
+
 // Column and row of a reference point.
 struct RefPoint {
   uint16_t column;
@@ -159,6 +166,14 @@ struct _ZoDev {
   MallocPtr<GainSegment[]> tbHistTable;
 
   // Recording and playback (file/)
+  FrameTrailer fileCurrentTrailer{};  // of the frame last delivered
+  uint64_t fileTimeLength = 0;
+  uint64_t fileHeadTimeOffset = 0;
+  uint32_t fileFrames = 0;
+  DateTime16 fileHeadDateTime{};
+  SharedField<uint32_t> fileReadPaused;
+  SharedField<uint32_t> fileReadEOF;
+  SharedField<uint32_t> fileError;
   uint64_t fileBaseTimeOffset = 0;  // fileLock; 0: pacing starts anew with the next frame
   SharedField<double> fileReadSpeed = 1.0;  // fileLock
   std::unique_ptr<PMutex> fileLock;

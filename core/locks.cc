@@ -39,19 +39,18 @@ PInProcCond::~PInProcCond() {
   pthread_cond_destroy(&condition_);
 }
 
-void PInProcCond::AddWaiters(int32_t change) {
-  const ScopedLock lock(waitersMutex_);
-  waiters_ += change;
-}
-
 uint32_t PInProcCond::Wait(PMutex* mutex, unsigned timeoutMs) {
-  AddWaiters(+1);
+  const auto addWaiters = [this](int32_t change) {
+    const ScopedLock lock(waitersMutex_);
+    waiters_ += change;
+  };
+  addWaiters(+1);
   pthread_mutex_lock(&internal_);
   mutex->Unlock();
   const timespec deadline = DeadlineAfter(timeoutMs);
   const int result = pthread_cond_timedwait(&condition_, &internal_, &deadline);
   pthread_mutex_unlock(&internal_);
-  AddWaiters(-1);
+  addWaiters(-1);
   mutex->Lock();
   return result == ETIMEDOUT || result == EINTR ? 0 : 1;
 }

@@ -54,8 +54,6 @@ class ZO_API PInProcCond : public PCond {
   void NotifyAll() override;
 
  private:
-  void AddWaiters(int32_t change);
-
   int32_t waiters_ = 0;        // threads inside Wait; lets NotifyAll skip an idle broadcast
   PInProcMutex waitersMutex_;  // guards waiters_
   pthread_mutex_t internal_;   // held from before the caller's mutex is let go, so no wake-up is lost

@@ -1,0 +1,128 @@
+#include "decode/decoder_a.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr uint32_t kStartupFfcUntil = 4999;
+constexpr double kStartupSensorBelow = 311.0;
+constexpr uint8_t kScaledRevision = 10;
+constexpr double kMaxKelvin = 655.35;
+
+struct OutputScale {
+  double factor;
+  double offset;
+};
+
+OutputScale ScaleOf(uint8_t revision) {
+  return revision == kScaledRevision ? OutputScale{0.88428, 36.96} : OutputScale{1.0, 0.0};
+}
+
+// How far the camera is from its thermal equilibrium, falling to 0 over five minutes.
+double WarmUp(uint32_t time) {
+  const double u = time;
+  if (time <= 29999) {
+    return (u / 30000 - 1) + 3 * (u / 60000 - 1) + 3 * (u / 300000 - 1);
+  }
+  if (time <= 59999) return 3 * (u / 60000 - 1) + 3 * (u / 300000 - 1);
+  if (time <= 299999) return 3 * (u / 300000 - 1);
+  return 0;
+}
+
+// Drift of the counts with the time since the last flat-field correction. A time before it wraps
+// to a huge difference, which has no drift.
+double CountDrift(uint32_t sinceFfc) {
+  const double d = sinceFfc;
+  const double d2 = d * d;
+  if (sinceFfc <= 17999) {
+    return -(-1.830881e-7 * d2 + 0.006914365 * d - 19.01978 - 25.62);
+  }
+  if (sinceFfc <= 65000) {
+    return -(-1.628652e-18 * (d2 * d2) + 4.428822e-13 * (d2 * d) - 3.778912e-8 * d2 +
+             0.0008034826 * d + 40.49744 - 25.62);
+  }
+  return 0;
+}
+
+uint16_t ToCentikelvin(double kelvin) {
+  if (kelvin > kMaxKelvin) return 65535;
+  if (!(kelvin >= 0)) return 0;
+  return static_cast<uint16_t>(kelvin * 100.0);
+}
+
+}  // namespace
+
+SensorTelemetry::SensorTelemetry(const Footer& footer, uint8_t modelRevision)
+    : revision(modelRevision),
+      time(footer.Time()),
+      ffcTime(footer.FfcTime()),
+      sensor(footer.SensorKelvin()),
+      ffcSensor(footer.FfcSensorKelvin()),
+      ffcHousing(footer.FfcHousingKelvin()) {}
+
+bool IsStartup(const SensorTelemetry& telemetry) {
+  return telemetry.ffcTime <= kStartupFfcUntil && telemetry.ffcSensor < kStartupSensorBelow;
+}
+
+SensorParameters StartupParameters(const SensorTelemetry& telemetry) {
+  const double t = telemetry.sensor;
+  const double tf = telemetry.ffcSensor;
+  const OutputScale scale = ScaleOf(telemetry.revision);
+  const double k = 0.011 * std::sqrt(325.0 - tf) + 0.3;
+  const double m = (1.5 * (tf - 325.0) - 630.0) * k;
+  const double q = std::max(0.0, -0.00045 * (tf * tf) + 0.252 * tf - 34.28);
+  return {tf,
+          k * (t * t) + m * t + (m * m) / (4 * k) + 42.0 * (tf - 274.0) + 6200.0,
+          -5.216779e-6 * (t * t) + 0.003545329 * t - 0.5625453,
+          WarmUp(telemetry.time) * q,
+          scale.factor,
+          scale.offset};
+}
+
+SensorParameters SteadyParameters(const SensorTelemetry& telemetry) {
+  const double t = telemetry.sensor;
+  const double tf = telemetry.ffcSensor;
+  const OutputScale scale = ScaleOf(telemetry.revision);
+  const double ambient = telemetry.revision == kScaledRevision
+                             ? 0.999378 * tf
+                             : 0.8 * tf + 0.2 * telemetry.ffcHousing;
+  return {(t - tf) / 3.0 + ambient,
+          CountDrift(telemetry.time - telemetry.ffcTime),
+          0,
+          0,
+          scale.factor,
+          scale.offset};
+}
+
+double ZoLib_Priv_PixelTempStartup(const double p[6], double x) {
+  const double v = x - p[1];
+  const double magnitude = std::fabs(v);
+  const double s = 1 - 2.4425e-11 * (magnitude * magnitude * magnitude);
+  return (v * p[2] * std::max(0.6, s) + p[0] + p[3]) * p[4] + p[5];
+}
+
+double ZoLib_Priv_PixelTempSteady(const double p[6], double x) {
+  struct Branch {
+    double a, b, c, o, e;
+  };
+  constexpr Branch kLowCounts = {0.3759742, 0.7519484, 7005.281549953599, 16221.82, -83.69756};
+  constexpr Branch kHighCounts = {0.2773114, 0.5546228, 3153.3975022143995, 12381.07, -56.15512};
+  constexpr double kHighCountsFrom = 7327.0;
+
+  const double s = x + p[1];
+  const Branch& branch = s < kHighCountsFrom ? kLowCounts : kHighCounts;
+  const double r = std::sqrt(std::max(0.0, (s - branch.o) * branch.b + branch.c));
+  return ((r - branch.e) * (0.002635 * p[0] + 0.1909443) / branch.a * 0.9915) * p[4] + p[5];
+}
+
+bool ConvertCounts(const SensorTelemetry& telemetry, std::span<const uint8_t> counts,
+                   std::span<uint16_t> out, bool upsideDown) {
+  if (telemetry.ffcTime == 0) return false;
+  const bool startup = IsStartup(telemetry);
+  const SensorParameters p = startup ? StartupParameters(telemetry) : SteadyParameters(telemetry);
+  const auto pixelTemp = startup ? ZoLib_Priv_PixelTempStartup : ZoLib_Priv_PixelTempSteady;
+  MapImageWords(counts, out, upsideDown,
+                [&](uint16_t count) { return ToCentikelvin(pixelTemp(p.data(), count)); });
+  return true;
+}

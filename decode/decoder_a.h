@@ -1,0 +1,46 @@
+// Decoder A: raw detector counts to kelvin, by a closed-form sensor model. The model has two
+// regimes, one while the camera warms up after its first flat-field correction and a steady one;
+// each turns a frame's telemetry into parameters p0 to p5 once and evaluates a function per pixel.
+// The coefficients are fits to the sensor.
+#ifndef ZOCAM_DECODE_DECODER_A_H
+#define ZOCAM_DECODE_DECODER_A_H
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+#include "zocam/zocam.h"
+
+#include "decode/raw_frame.h"
+
+using SensorParameters = std::array<double, 6>;
+
+// Telemetry that the sensor model needs; temperatures in kelvin, times in ms.
+struct SensorTelemetry {
+  uint8_t revision;
+  uint32_t time;
+  uint32_t ffcTime;
+  double sensor;
+  double ffcSensor;
+  double ffcHousing;
+
+  explicit SensorTelemetry(const Footer& footer, uint8_t modelRevision);
+};
+
+bool IsStartup(const SensorTelemetry& telemetry);
+SensorParameters StartupParameters(const SensorTelemetry& telemetry);
+SensorParameters SteadyParameters(const SensorTelemetry& telemetry);
+
+// Converts the big-endian counts of an image to 1/100 K, at most 65535. False, nothing written,
+// before the camera's first flat-field correction.
+bool ConvertCounts(const SensorTelemetry& telemetry, std::span<const uint8_t> counts,
+                   std::span<uint16_t> out, bool upsideDown);
+
+extern "C" {
+
+// Kelvin of raw count x.
+ZO_API double ZoLib_Priv_PixelTempStartup(const double p[6], double x);
+ZO_API double ZoLib_Priv_PixelTempSteady(const double p[6], double x);
+}
+
+#endif

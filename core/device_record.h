@@ -19,6 +19,7 @@
 
 #include "zocam/zocam.h"
 
+#include "core/gain_segment.h"
 #include "core/locks.h"
 #include "core/malloc_ptr.h"
 #include "core/moving_average.h"
@@ -47,13 +48,6 @@ static_assert(sizeof(IdentityBlock) == 24);
 struct CaptureBuffer {
   void* address;
   uint64_t length;
-};
-
-// One of the 32 segments of the non-linear gain: a bin's first display level and its share of the
-// 1024 levels.
-struct GainSegment {
-  uint32_t base;
-  uint32_t slope;
 };
 
 // What a recording keeps beside each frame.

@@ -1,0 +1,93 @@
+#include "sim/model/camera_model.h"
+
+#include <cmath>
+#include <utility>
+
+namespace zosim {
+
+CameraModel::CameraModel(CameraConfig config)
+    : config_(std::move(config)),
+      product_(ModelOf(config_.productId)),
+      firmware_(config_),
+      scene_(Scene::Room(product_.width, product_.height)),
+      footerRevision_(product_.revision),
+      noiseKelvin_(config_.noiseKelvin),
+      nextTimeMs_(config_.startTimeMs) {}
+
+void CameraModel::SetScene(Scene scene) {
+  std::lock_guard lock(mutex_);
+  scene_ = std::move(scene);
+}
+
+void CameraModel::SetTelemetry(std::optional<Telemetry> telemetry, bool keepTime) {
+  std::lock_guard lock(mutex_);
+  fixedTelemetry_ = telemetry;
+  keepTime_ = keepTime;
+}
+
+void CameraModel::SetFooterRevision(std::optional<uint8_t> revision) {
+  std::lock_guard lock(mutex_);
+  footerRevision_ = revision.value_or(product_.revision);
+}
+
+void CameraModel::SetNoise(double kelvin) {
+  std::lock_guard lock(mutex_);
+  noiseKelvin_ = kelvin;
+}
+
+Telemetry CameraModel::NextTelemetry() const {
+  const auto timeMs = static_cast<uint32_t>(std::llround(nextTimeMs_));
+  if (fixedTelemetry_) {
+    Telemetry telemetry = *fixedTelemetry_;
+    if (keepTime_) telemetry.time = timeMs;
+    return telemetry;
+  }
+  Telemetry telemetry = TelemetryAt(config_.life, timeMs);
+  telemetry.stretchFlag = config_.stretchFlag;
+  telemetry.correctionFlag = config_.correctionFlag;
+  telemetry.resolutionFlag = config_.fineResolution ? 1 : 0;
+  return telemetry;
+}
+
+Telemetry CameraModel::RenderNext(double rate, std::span<uint8_t> frame) {
+  std::lock_guard lock(mutex_);
+  const Telemetry telemetry = NextTelemetry();
+  const Scene::Still still = scene_.At(telemetry.time / 1000.0);
+  const auto kelvin = [&](uint32_t x, uint32_t y) {
+    double value = still(x, y);
+    if (noiseKelvin_ > 0.0) {
+      value += noiseKelvin_ * NoiseAt(config_.noiseSeed, nextNumber_, x, y);
+    }
+    return value;
+  };
+  EncodeFrame(product_, telemetry, footerRevision_, kelvin, frame);
+  ++nextNumber_;
+  nextTimeMs_ += 1000.0 / rate;
+  return telemetry;
+}
+
+void CameraModel::SkipNext(double rate) {
+  std::lock_guard lock(mutex_);
+  ++nextNumber_;
+  nextTimeMs_ += 1000.0 / rate;
+}
+
+uint64_t CameraModel::NextFrameNumber() const {
+  std::lock_guard lock(mutex_);
+  return nextNumber_;
+}
+
+void CameraModel::Restart() {
+  {
+    std::lock_guard lock(mutex_);
+    nextTimeMs_ = config_.startTimeMs;
+  }
+  firmware_.Restart();
+}
+
+double CameraModel::KelvinAt(uint32_t timeMs, uint32_t x, uint32_t y) const {
+  std::lock_guard lock(mutex_);
+  return scene_.KelvinAt(timeMs / 1000.0, x, y);
+}
+
+}  // namespace zosim

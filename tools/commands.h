@@ -1,0 +1,25 @@
+// The commands of the tool. Each one adds its options to the command line and, when it was chosen,
+// leaves its action to be run. Commands throw what they cannot handle; main prints it.
+//
+// What is here: one file per command, and the pieces they share, named for what they are. No
+// threads of its own: frames arrive on the library's thread and are taken from a queue.
+#ifndef ZOCAM_TOOLS_COMMANDS_H
+#define ZOCAM_TOOLS_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+// Exit statuses of the tool.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;
+inline constexpr int kBadUsage = 2;
+
+using Action = std::function<int()>;
+
+void AddListCommand(CLI::App& app, Action& action);
+void AddInfoCommand(CLI::App& app, Action& action);
+void AddSnapshotCommand(CLI::App& app, Action& action);
+void AddWatchCommand(CLI::App& app, Action& action);
+void AddCommandCommand(CLI::App& app, Action& action);
+
+#endif

@@ -1,0 +1,51 @@
+#include "tools/picture.h"
+
+#include <algorithm>
+
+namespace {
+
+// The pixels of one axis that fall on new pixel i; at least one.
+struct Stretch {
+  uint32_t begin;
+  uint32_t end;
+};
+
+Stretch SourceOf(uint32_t i, uint32_t newSize, uint32_t oldSize) {
+  const auto scaled = [&](uint64_t position) {
+    return static_cast<uint32_t>(position * oldSize / newSize);
+  };
+  const uint32_t begin = scaled(i);
+  return {begin, std::max(begin + 1, scaled(uint64_t{i} + 1))};
+}
+
+Rgb MeanOf(const Picture& picture, Stretch columns, Stretch rows) {
+  std::array<uint32_t, 3> sums{};
+  for (uint32_t y = rows.begin; y < rows.end; ++y)
+    for (uint32_t x = columns.begin; x < columns.end; ++x)
+      for (size_t channel = 0; channel < 3; ++channel) sums[channel] += picture.At(x, y)[channel];
+  const uint32_t count = (columns.end - columns.begin) * (rows.end - rows.begin);
+  Rgb mean;
+  for (size_t channel = 0; channel < 3; ++channel)
+    mean[channel] = static_cast<uint8_t>(sums[channel] / count);
+  return mean;
+}
+
+}  // namespace
+
+Picture Resample(const Picture& picture, uint32_t width, uint32_t height) {
+  Picture result(width, height);
+  for (uint32_t y = 0; y < height; ++y)
+    for (uint32_t x = 0; x < width; ++x)
+      result.At(x, y) =
+          MeanOf(picture, SourceOf(x, width, picture.width), SourceOf(y, height, picture.height));
+  return result;
+}
+
+Picture Enlarge(const Picture& picture, uint32_t factor) {
+  return Resample(picture, picture.width * factor, picture.height * factor);
+}
+
+void Paste(Picture& canvas, const Picture& picture, uint32_t left, uint32_t top) {
+  for (uint32_t y = 0; y < picture.height; ++y)
+    for (uint32_t x = 0; x < picture.width; ++x) canvas.At(left + x, top + y) = picture.At(x, y);
+}

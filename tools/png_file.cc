@@ -1,0 +1,106 @@
+#include "tools/png_file.h"
+
+#include <png.h>
+
+#include <csetjmp>
+#include <new>
+#include <stdexcept>
+
+namespace {
+
+struct PngRows {
+  uint32_t width;
+  uint32_t height;
+  int bitDepth;
+  int colourType;
+  size_t rowBytes;
+  const uint8_t* bytes;  // 16-bit samples most significant byte first
+};
+
+struct PngWriter {
+  std::vector<uint8_t> bytes;
+  std::string failure;
+};
+
+// Called from C: nothing may be thrown through it.
+void AppendBytes(png_structp png, png_bytep data, size_t length) {
+  auto* writer = static_cast<PngWriter*>(png_get_io_ptr(png));
+  bool stored = true;
+  try {
+    writer->bytes.insert(writer->bytes.end(), data, data + length);
+  } catch (...) {
+    stored = false;
+  }
+  if (!stored) png_error(png, "no memory");
+}
+
+void KeepFailure(png_structp png, png_const_charp message) {
+  try {
+    static_cast<PngWriter*>(png_get_error_ptr(png))->failure = message;
+  } catch (...) {  // the jump says enough
+  }
+  png_longjmp(png, 1);
+}
+
+void IgnoreWarning(png_structp, png_const_charp) {}
+
+// libpng reports failures by a jump back into this function, so nothing in it has a destructor.
+bool WritePng(png_structp png, png_infop info, PngWriter* writer, const PngRows* rows,
+              png_textp texts, int textCount) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  png_set_write_fn(png, writer, AppendBytes, nullptr);
+  png_set_IHDR(png, info, rows->width, rows->height, rows->bitDepth, rows->colourType,
+               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_text(png, info, texts, textCount);
+  png_write_info(png, info);
+  for (uint32_t y = 0; y < rows->height; ++y) png_write_row(png, rows->bytes + y * rows->rowBytes);
+  png_write_end(png, nullptr);
+  return true;
+}
+
+std::vector<uint8_t> Encode(const PngRows& rows, std::vector<PngText> texts) {
+  std::vector<png_text> chunks;
+  for (PngText& text : texts) {
+    png_text chunk{};
+    chunk.compression = PNG_TEXT_COMPRESSION_NONE;
+    chunk.key = text.key.data();
+    chunk.text = text.text.data();
+    chunk.text_length = text.text.size();
+    chunks.push_back(chunk);
+  }
+  PngWriter writer;
+  png_structp png =
+      png_create_write_struct(PNG_LIBPNG_VER_STRING, &writer, KeepFailure, IgnoreWarning);
+  png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
+  const bool written = info != nullptr && WritePng(png, info, &writer, &rows, chunks.data(),
+                                                   static_cast<int>(chunks.size()));
+  png_destroy_write_struct(&png, &info);
+  if (info == nullptr && !written && writer.failure.empty()) writer.failure = "no memory";
+  if (!written) throw std::runtime_error("cannot encode a PNG: " + writer.failure);
+  return std::move(writer.bytes);
+}
+
+}  // namespace
+
+std::vector<uint8_t> EncodePng(const Picture& picture, const std::vector<PngText>& texts) {
+  static_assert(sizeof(Rgb) == 3);
+  return Encode({picture.width, picture.height, 8, PNG_COLOR_TYPE_RGB, size_t{3} * picture.width,
+                 picture.pixels.data()->data()},
+                texts);
+}
+
+std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, std::vector<PngText> texts) {
+  std::vector<uint8_t> bytes;
+  bytes.reserve(image.values.size() * 2);
+  for (uint16_t value : image.values) {
+    bytes.push_back(static_cast<uint8_t>(value >> 8));
+    bytes.push_back(static_cast<uint8_t>(value & 0xFF));
+  }
+  const std::string resolution = std::to_string(image.resolution);
+  texts.push_back({"Unit", "1/" + resolution + " K"});
+  texts.push_back({"Resolution", resolution});
+  texts.push_back({"Description", "degrees Celsius = sample / " + resolution + " - 273.15"});
+  return Encode(
+      {image.width, image.height, 16, PNG_COLOR_TYPE_GRAY, size_t{2} * image.width, bytes.data()},
+      std::move(texts));
+}

@@ -1,0 +1,114 @@
+#include "tools/scale_bar.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <string>
+
+#include "tools/label_text.h"
+
+namespace {
+
+constexpr Rgb kBackground = {22, 22, 24};
+constexpr Rgb kInk = {232, 232, 232};
+constexpr double kTopLevel = 1023.0;
+
+double CelsiusOfCentiKelvin(int32_t value) { return zocam::Celsius(value, 100); }
+
+// The widest of 1, 2 and 5 times a power of ten that gives at most most steps.
+double TickStep(double span, double most) {
+  const double least = span / most;
+  const double power = std::pow(10.0, std::floor(std::log10(least)));
+  for (double factor : {1.0, 2.0, 5.0})
+    if (factor * power >= least) return factor * power;
+  return 10.0 * power;
+}
+
+std::string TickText(double celsius, double step) {
+  const int decimals = step >= 1.0 ? 0 : step >= 0.1 ? 1 : 2;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*f", decimals, celsius);
+  const std::string label = text;
+  return label == "-0" || label == "-0.0" || label == "-0.00" ? label.substr(1) : label;
+}
+
+void FillBox(Picture& picture, uint32_t left, uint32_t top, uint32_t width, uint32_t height,
+             Rgb colour) {
+  Paste(picture, Picture(width, height, colour), left, top);
+}
+
+}  // namespace
+
+ColourScale::ColourScale(const Measurement& measurement, const zocam::Image& grey,
+                         const zocam::Device& device, const PictureOptions& options)
+    : colours_(options.Colours()) {
+  if (options.IsManual()) {
+    const zocam::Device::Range range = device.DecodeRange();
+    range_ = {CelsiusOfCentiKelvin(range.low), CelsiusOfCentiKelvin(range.high)};
+    levels_ = {{range_.low, 0.0}, {range_.high, kTopLevel}};
+    return;
+  }
+  // What an automatic gain did shows in the picture itself.
+  const TemperatureSummary seen = Summarise(measurement.image, device);
+  const zocam::Device::Range limits = device.AgcRange();
+  range_ = {std::max(seen.minimum, CelsiusOfCentiKelvin(limits.low)),
+            std::min(seen.maximum, CelsiusOfCentiKelvin(limits.high))};
+  for (size_t i = 0; i < grey.pixels.size(); ++i)
+    levels_[measurement.image.Celsius(i)] = grey.pixels[i] * kTopLevel / 255.0;
+  constexpr double kLeastSpan = 1.0;  // a uniform view still gets a scale
+  const double missing = kLeastSpan - (range_.high - range_.low);
+  if (missing > 0.0) range_ = {range_.low - missing / 2, range_.high + missing / 2};
+}
+
+Rgb ColourScale::ColourAt(double celsius) const {
+  const auto above = levels_.lower_bound(celsius);
+  double level = 0.0;
+  if (above == levels_.begin()) {
+    level = above->second;
+  } else if (above == levels_.end()) {
+    level = std::prev(above)->second;
+  } else {
+    const auto below = std::prev(above);
+    const double share = (celsius - below->first) / (above->first - below->first);
+    level = below->second + (above->second - below->second) * share;
+  }
+  return colours_[static_cast<size_t>(std::clamp(level, 0.0, kTopLevel))];
+}
+
+Picture WithScaleBar(const Picture& picture, const ColourScale& scale) {
+  const auto [low, high] = scale.Range();
+  const uint32_t digits = std::clamp(picture.height / 32, uint32_t{9}, uint32_t{24});
+  const uint32_t barTop = digits * 5 / 2;
+  const uint32_t barBottom = picture.height - digits;
+  const uint32_t barHeight = barBottom - barTop;
+  const uint32_t tick = std::max(digits / 3, uint32_t{3});
+  const double step = TickStep(high - low, std::max(1.0, barHeight / (2.6 * digits)));
+  std::vector<double> ticks;
+  for (double i = std::ceil(low / step - 1e-6); i * step <= high + step * 1e-6; ++i)
+    ticks.push_back(i * step);
+
+  uint32_t labelWidth = LabelWidth("°C", digits);
+  for (double celsius : ticks)
+    labelWidth = std::max(labelWidth, LabelWidth(TickText(celsius, step), digits));
+  const uint32_t barLeft = picture.width + digits;
+  const uint32_t barWidth = digits * 3 / 2;
+  const uint32_t labelLeft = barLeft + barWidth + 2 * tick;
+  Picture canvas(labelLeft + labelWidth + digits / 2, picture.height, kBackground);
+  Paste(canvas, picture, 0, 0);
+
+  const uint32_t frame = std::max(digits / 12, uint32_t{1});
+  FillBox(canvas, barLeft - frame, barTop - frame, barWidth + 2 * frame, barHeight + 2 * frame,
+          kInk);
+  for (uint32_t y = 0; y < barHeight; ++y) {
+    const double share = (y + 0.5) / barHeight;
+    FillBox(canvas, barLeft, barTop + y, barWidth, 1, scale.ColourAt(high - share * (high - low)));
+  }
+  for (double celsius : ticks) {
+    const double share = std::clamp((high - celsius) / (high - low), 0.0, 1.0);
+    const auto y = static_cast<uint32_t>(std::lround(barTop + share * barHeight));
+    FillBox(canvas, barLeft + barWidth + frame, y - frame, tick, frame, kInk);
+    DrawLabel(canvas, labelLeft, y - digits / 2, digits, TickText(celsius, step), kInk);
+  }
+  DrawLabel(canvas, labelLeft, digits / 2, digits, "°C", kInk);
+  return canvas;
+}

@@ -1,0 +1,107 @@
+// zocam snapshot: one picture, and the measured values behind it.
+#include <cstdio>
+#include <ctime>
+#include <memory>
+
+#include "tools/advice.h"
+#include "tools/camera_summary.h"
+#include "tools/commands.h"
+#include "tools/measurement.h"
+#include "tools/output_file.h"
+#include "tools/picture_options.h"
+#include "tools/png_file.h"
+#include "tools/scale_bar.h"
+#include "tools/source.h"
+
+namespace {
+
+struct SnapshotOptions {
+  std::string device;
+  PictureOptions picture;
+  std::string picturePath;
+  std::string valuesPath;
+  std::string csvPath;
+  uint32_t average = 1;
+  uint32_t scale = 4;
+  bool noBar = false;
+};
+
+std::string TimeText() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  char text[64] = "";
+  if (localtime_r(&now, &local) != nullptr)
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &local);
+  return text;
+}
+
+std::vector<PngText> DescribeOrigin(const zocam::Device& device) {
+  return {{"Software", "zocam " ZOCAM_VERSION},
+          {"Source", device.ProductName() + " " + ProductText(device.ProductId()) + ", serial " +
+                         std::to_string(device.SerialNumber())},
+          {"Creation Time", TimeText()}};
+}
+
+void WritePicture(const SnapshotOptions& options, const Measurement& measurement, Source& source) {
+  const RenderedMeasurement rendered = RenderMeasurement(measurement, source, options.picture);
+  Picture picture = Enlarge(rendered.picture, options.scale);
+  if (!options.noBar)
+    picture = WithScaleBar(picture,
+                           ColourScale(measurement, rendered.grey, source.device, options.picture));
+  WriteOutputFile(options.picturePath, EncodePng(picture, DescribeOrigin(source.device)));
+}
+
+// One line per image row, degrees Celsius.
+void WriteCsv(const std::string& path, const zocam::TemperatureImage& image) {
+  std::vector<uint8_t> text;
+  for (size_t i = 0; i < image.values.size(); ++i) {
+    char cell[16];
+    const int length = std::snprintf(cell, sizeof cell, "%.2f%c", image.Celsius(i),
+                                     (i + 1) % image.width == 0 ? '\n' : ',');
+    text.insert(text.end(), cell, cell + length);
+  }
+  WriteOutputFile(path, text);
+}
+
+int TakeSnapshot(const SnapshotOptions& options) {
+  if (options.picturePath.empty() && options.valuesPath.empty() && options.csvPath.empty())
+    throw ToolError("nothing to write; name a file with -o, --raw16 or --csv");
+  Source source = OpenSource(options.device);
+  options.picture.Apply(source.device);
+  const Measurement measurement = Measure(source, options.average);
+  if (!options.picturePath.empty()) WritePicture(options, measurement, source);
+  if (!options.valuesPath.empty())
+    WriteOutputFile(options.valuesPath,
+                    EncodePng(measurement.image, DescribeOrigin(source.device)));
+  if (!options.csvPath.empty()) WriteCsv(options.csvPath, measurement.image);
+  const TemperatureSummary seen = Summarise(measurement.image, source.device);
+  std::printf("min %.2f °C  max %.2f °C  centre %.2f °C\n", seen.minimum, seen.maximum,
+              seen.centre);
+  return kDone;
+}
+
+}  // namespace
+
+void AddSnapshotCommand(CLI::App& app, Action& action) {
+  CLI::App* command = app.add_subcommand("snapshot", "take a picture and its temperatures");
+  const auto options = std::make_shared<SnapshotOptions>();
+  AddSourceArgument(*command, options->device);
+  command->add_option("-o,--output", options->picturePath, "the picture, a PNG")->type_name("FILE");
+  options->picture.AddTo(*command);
+  command->add_option("--average", options->average, "number of frames to take the mean of")
+      ->check(CLI::Range(1, 1000).description(""))
+      ->type_name("N")
+      ->capture_default_str();
+  command
+      ->add_option("--raw16", options->valuesPath,
+                   "the measured values, a 16-bit PNG that says their unit")
+      ->type_name("FILE");
+  command->add_option("--csv", options->csvPath, "the temperatures in degrees Celsius, a table")
+      ->type_name("FILE");
+  command->add_flag("--no-bar", options->noBar, "leave out the colour scale");
+  command->add_option("--scale", options->scale, "picture pixels per camera pixel")
+      ->check(CLI::Range(1, 16).description(""))
+      ->type_name("N")
+      ->capture_default_str();
+  command->callback([&action, options] { action = [options] { return TakeSnapshot(*options); }; });
+}

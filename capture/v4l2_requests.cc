@@ -59,9 +59,7 @@ int MapBuffer(int fd, const v4l2_buffer& buffer, CaptureBuffer* mapped) {
 
 void UnmapBuffer(const CaptureBuffer& mapped) { munmap(mapped.address, mapped.length); }
 
-int QueueBuffer(int fd, v4l2_buffer* buffer) {
-  return ZoLib_Priv_ioctl(fd, VIDIOC_QBUF, buffer);
-}
+int QueueBuffer(int fd, v4l2_buffer* buffer) { return ZoLib_Priv_ioctl(fd, VIDIOC_QBUF, buffer); }
 
 int DequeueBuffer(int fd, v4l2_buffer* buffer) {
   return ZoLib_Priv_ioctl(fd, VIDIOC_DQBUF, buffer);

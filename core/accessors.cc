@@ -144,9 +144,7 @@ void ZoLib_SetUpsideDown(_ZoDev* dev, uint32_t on) { Write(dev, &_ZoDev::upsideD
 uint32_t ZoLib_GetRGBOrder(_ZoDev* dev) { return Read<uint32_t>(dev, &_ZoDev::rgbOrder); }
 void ZoLib_SetRGBOrder(_ZoDev* dev, uint32_t order) { Write(dev, &_ZoDev::rgbOrder, order); }
 
-uint16_t ZoLib_GetRefTempRegion(_ZoDev* dev) {
-  return Read<uint16_t>(dev, &_ZoDev::refTempRegion);
-}
+uint16_t ZoLib_GetRefTempRegion(_ZoDev* dev) { return Read<uint16_t>(dev, &_ZoDev::refTempRegion); }
 void ZoLib_Priv_EnableRefTemp(_ZoDev* dev, uint32_t on) { Write(dev, &_ZoDev::refTempEnabled, on); }
 
 int32_t ZoLib_GetLastTempResolution(_ZoDev* dev) {

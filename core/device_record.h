@@ -168,7 +168,7 @@ struct _ZoDev {
   SharedField<uint32_t> fileReadPaused;
   SharedField<uint32_t> fileReadEOF;
   SharedField<uint32_t> fileError;
-  uint64_t fileBaseTimeOffset = 0;  // fileLock; 0: pacing starts anew with the next frame
+  uint64_t fileBaseTimeOffset = 0;          // fileLock; 0: pacing starts anew with the next frame
   SharedField<double> fileReadSpeed = 1.0;  // fileLock
   std::unique_ptr<PMutex> fileLock;
   std::unique_ptr<PCond> readerStateCond;

@@ -11,7 +11,6 @@ ZO_API ZoStatus ZoLib_Priv_Init(uint32_t* hostError);
 ZO_API void ZoLib_Priv_UnInit(void);
 }
 
-
 // The count itself, which the platform scan is handed.
 int32_t* LibraryRefCount();
 

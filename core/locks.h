@@ -56,7 +56,8 @@ class ZO_API PInProcCond : public PCond {
  private:
   int32_t waiters_ = 0;        // threads inside Wait; lets NotifyAll skip an idle broadcast
   PInProcMutex waitersMutex_;  // guards waiters_
-  pthread_mutex_t internal_;   // held from before the caller's mutex is let go, so no wake-up is lost
+  pthread_mutex_t
+      internal_;  // held from before the caller's mutex is let go, so no wake-up is lost
   pthread_cond_t condition_;
 };
 

@@ -84,9 +84,8 @@ SensorParameters SteadyParameters(const SensorTelemetry& telemetry) {
   const double t = telemetry.sensor;
   const double tf = telemetry.ffcSensor;
   const OutputScale scale = ScaleOf(telemetry.revision);
-  const double ambient = telemetry.revision == kScaledRevision
-                             ? 0.999378 * tf
-                             : 0.8 * tf + 0.2 * telemetry.ffcHousing;
+  const double ambient =
+      telemetry.revision == kScaledRevision ? 0.999378 * tf : 0.8 * tf + 0.2 * telemetry.ffcHousing;
   return {(t - tf) / 3.0 + ambient,
           CountDrift(telemetry.time - telemetry.ffcTime),
           0,

@@ -38,8 +38,8 @@ std::span<uint16_t> ImageAt(const _ZoDev& dev, unsigned char* out) {
 ZoStatus ZoLib_Priv_ConvertRawA(_ZoDev* dev, const unsigned char* raw, unsigned char* out) {
   if (dev == nullptr || raw == nullptr || out == nullptr) return ZO_STATUS_NULL_POINTER;
   const SensorTelemetry telemetry(Footer(raw + dev->imageBytes), dev->telemetryRevision);
-  const bool converted = ConvertCounts(telemetry, {raw, dev->imageBytes}, ImageAt(*dev, out),
-                                       dev->upsideDown != 0);
+  const bool converted =
+      ConvertCounts(telemetry, {raw, dev->imageBytes}, ImageAt(*dev, out), dev->upsideDown != 0);
   return converted ? ZO_STATUS_OK : ZO_STATUS_INVALID_STATE;
 }
 

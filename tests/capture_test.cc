@@ -166,11 +166,11 @@ TEST_F(Capture, UndoesAStartThatFailsAtAnyStep) {
     Step step;
     unsigned index;
   };
-  const Fault faults[] = {{Step::kSetFormat, 0},     {Step::kSetParm, 0},
-                          {Step::kRequestBuffers, 0}, {Step::kQueryBuffer, 0},
-                          {Step::kQueryBuffer, 1},    {Step::kMap, 0},
-                          {Step::kMap, 1},            {Step::kQueueBuffer, 0},
-                          {Step::kQueueBuffer, 1},    {Step::kStreamOn, 0}};
+  const Fault faults[] = {
+      {Step::kSetFormat, 0},   {Step::kSetParm, 0},     {Step::kRequestBuffers, 0},
+      {Step::kQueryBuffer, 0}, {Step::kQueryBuffer, 1}, {Step::kMap, 0},
+      {Step::kMap, 1},         {Step::kQueueBuffer, 0}, {Step::kQueueBuffer, 1},
+      {Step::kStreamOn, 0}};
   for (const Fault& fault : faults) {
     SCOPED_TRACE(testing::Message() << static_cast<int>(fault.step) << ' ' << fault.index);
     camera->FailStep(fault.step, ENOSPC, fault.index);
@@ -236,9 +236,8 @@ struct Vanishing {
   std::function<void(zosim::VirtualCamera&, zosim::UnplugMode)> arm;
 };
 
-class VanishingCamera
-    : public Capture,
-      public testing::WithParamInterface<std::tuple<int, zosim::UnplugMode>> {};
+class VanishingCamera : public Capture,
+                        public testing::WithParamInterface<std::tuple<int, zosim::UnplugMode>> {};
 
 TEST_P(VanishingCamera, IsNoticedAndFullyLetGo) {
   const auto [moment, mode] = GetParam();
@@ -246,12 +245,24 @@ TEST_P(VanishingCamera, IsNoticedAndFullyLetGo) {
   ASSERT_TRUE(WaitForFrames());
   const auto unplug = [this, mode = mode] { camera->Unplug(mode); };
   switch (moment) {
-    case 0: unplug(); break;
-    case 1: camera->At(Moment::kPollReady, unplug); break;
-    case 2: camera->At(Moment::kBeforeDequeue, unplug); break;
-    case 3: camera->At(Moment::kBeforeQueue, unplug); break;
-    case 4: camera->SetStalled(true); camera->UnplugAfter(50, mode); break;
-    default: FAIL();
+    case 0:
+      unplug();
+      break;
+    case 1:
+      camera->At(Moment::kPollReady, unplug);
+      break;
+    case 2:
+      camera->At(Moment::kBeforeDequeue, unplug);
+      break;
+    case 3:
+      camera->At(Moment::kBeforeQueue, unplug);
+      break;
+    case 4:
+      camera->SetStalled(true);
+      camera->UnplugAfter(50, mode);
+      break;
+    default:
+      FAIL();
   }
   ASSERT_TRUE(WaitUntilLost());
   EXPECT_EQ(ZoLib_CaptureStart(dev.get()), 4);

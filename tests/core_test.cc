@@ -284,11 +284,16 @@ TEST(ConditionVariable, TimesOutHoldingTheMutex) {
   EXPECT_GE(MsSince(start), 50.0);
   bool taken = true;
   std::thread([&] {  // the mutex is held again, so another thread has to wait
-    std::thread holder([&] { mutex.Lock(); taken = false; mutex.Unlock(); });
+    std::thread holder([&] {
+      mutex.Lock();
+      taken = false;
+      mutex.Unlock();
+    });
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     mutex.Unlock();
     holder.join();
-  }).join();
+  })
+      .join();
   EXPECT_FALSE(taken);
 }
 

@@ -219,8 +219,8 @@ TEST(DecoderA, ScalesRevision10) {
   EXPECT_NEAR(p[0], 1.0 / 3 + 0.999378 * 299.0, 1e-9);
   p[4] = 1.0;
   p[5] = 0.0;
-  EXPECT_NEAR(camera.image[0] / 100.0,
-              ZoLib_Priv_PixelTempSteady(p.data(), 8000) * 0.88428 + 36.96, 0.0101);
+  EXPECT_NEAR(camera.image[0] / 100.0, ZoLib_Priv_PixelTempSteady(p.data(), 8000) * 0.88428 + 36.96,
+              0.0101);
 }
 
 TEST(WindowCorrection, AveragesSixteenFramesAndJoinsItsRanges) {

@@ -65,8 +65,8 @@ using Reconnect = Device;
 TEST_F(Enumeration, OpensEveryCameraBesideForeignAndMetadataNodes) {
   Host().PlugCamera({.productId = 0x6101});
   Host().AddForeignNode();
-  Host().PlugCamera({.productId = 0x6110, .serialNumber = 0x4444333322221111,
-                     .productName = "Yard"});
+  Host().PlugCamera(
+      {.productId = 0x6110, .serialNumber = 0x4444333322221111, .productName = "Yard"});
   const Found found = Find();
   EXPECT_EQ(found.status, 0);
   ASSERT_EQ(found.devices.size(), 2);
@@ -106,11 +106,12 @@ TEST_F(Enumeration, SurvivesDamagedSysfsFiles) {
   };
   const std::string binary("\0\xFF\0\x7F", 4);
   const Damage damages[] = {
-      {"idVendor", "", 0},          {"idVendor", "zzzz\n", 0},   {"idVendor", binary, 0},
-      {"idVendor", "7a11", 1},      {"idVendor", "0x7a11\n", 1}, {"idProduct", "99999999999\n", 0},
-      {"idProduct", "6101 \n", 1},  {"product", "", 0},          {"product", std::nullopt, 0},
-      {"product", std::string(500, 'x'), 1},                     {"product", "\n", 1},
-      {"product", binary, 1},
+      {"idVendor", "", 0},          {"idVendor", "zzzz\n", 0},
+      {"idVendor", binary, 0},      {"idVendor", "7a11", 1},
+      {"idVendor", "0x7a11\n", 1},  {"idProduct", "99999999999\n", 0},
+      {"idProduct", "6101 \n", 1},  {"product", "", 0},
+      {"product", std::nullopt, 0}, {"product", std::string(500, 'x'), 1},
+      {"product", "\n", 1},         {"product", binary, 1},
   };
   for (const Damage& damage : damages) {
     SCOPED_TRACE(std::string(damage.file) + " = " + damage.content.value_or("(none)"));
@@ -347,7 +348,8 @@ TEST_F(OpenCommands, EndWhenTheHandleIsInvalidatedOrTheCameraGoes) {
   dev = OpenNode(kFirstNode);
   camera->firmware().StopBusy();
   camera->firmware().ScriptBusy(zosim::kForever);
-  camera->AtTransfer(Moment::kBeforeTransfer, 10, [this] { camera->Unplug(); }, 2);
+  camera->AtTransfer(
+      Moment::kBeforeTransfer, 10, [this] { camera->Unplug(); }, 2);
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 13);
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 13);
   EXPECT_EQ(ZoLib_GetHostError(dev.get()), ENODEV);

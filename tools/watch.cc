@@ -68,7 +68,7 @@ class WatchView {
                std::to_string(source.device.SerialNumber())) {}
 
   bool StopRequested() const {
-    return TerminalScreen::EndSignal() != 0 || screen_.KeyPressed("qQ\x03\x1b");
+    return TerminalScreen::EndSignal() != 0 || screen_.KeyPressed("qQ\x03");
   }
   bool IsTerminal() const { return screen_.IsTerminal(); }
 

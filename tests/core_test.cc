@@ -3,6 +3,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -282,19 +283,15 @@ TEST(ConditionVariable, TimesOutHoldingTheMutex) {
   const auto start = Clock::now();
   EXPECT_EQ(condition.Wait(&mutex, 60), 0);
   EXPECT_GE(MsSince(start), 50.0);
-  bool taken = true;
-  std::thread([&] {  // the mutex is held again, so another thread has to wait
-    std::thread holder([&] {
-      mutex.Lock();
-      taken = false;
-      mutex.Unlock();
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    mutex.Unlock();
-    holder.join();
-  })
-      .join();
-  EXPECT_FALSE(taken);
+  std::atomic<bool> taken = false;
+  std::thread other([&] {
+    const ScopedLock lock(mutex);
+    taken = true;
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  EXPECT_FALSE(taken) << "the mutex is held again";
+  mutex.Unlock();
+  other.join();
 }
 
 TEST(ConditionVariable, NeverLosesANotificationUnderTheMutex) {

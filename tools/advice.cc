@@ -45,7 +45,7 @@ std::string Advice(const zocam::Error& error) {
     case ZO_STATUS_DEVICE_NOT_FOUND:
       return "zocam list shows the cameras that are there";
     case ZO_STATUS_DEVICE_NOT_READY:
-      return "the camera was unplugged or is restarting: look with zocam list";
+      return "plug it in again, or wait until it has restarted";
     case ZO_STATUS_MODEL_UNSUPPORTED:
       return "zocam info shows the model";
     default:

@@ -3,6 +3,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "tools/advice.h"
 #include "tools/camera_summary.h"
 #include "tools/commands.h"
 #include "tools/node_scan.h"
@@ -18,9 +19,9 @@ void PrintText(const NodeScan& scan) {
           "31, hides it from their search)\n");
   }
   for (const RefusedCamera& refused : scan.refused)
-    std::printf("%s  %s  %s  cannot be used: %s%s%s\n", refused.node.c_str(),
-                ProductText(refused.productId).c_str(), refused.name.c_str(),
-                refused.reason.c_str(), refused.advice.empty() ? "" : "; ", refused.advice.c_str());
+    std::printf("%s  %s  cannot be used: %s\n", refused.node.c_str(),
+                ProductText(refused.productId).c_str(),
+                WithAdvice(refused.reason, refused.advice).c_str());
   if (scan.cameras.empty() && scan.refused.empty())
     std::printf("No camera is connected (looked at /dev/video0 to /dev/video%d).\n", kLastNode);
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "tools/advice.h"
+#include "tools/camera_summary.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ zocam::FrameCopy NextFrame(Source& source) {
 void RequireOwnModel(const zocam::Frame& frame, const Source& source) {
   if (frame.Check() == ZO_STATUS_INVALID_STATE)
     throw ToolError(source.place + ": its frames are not those of a camera of model " +
-                    std::to_string(source.device.ProductId()) + " (another telemetry revision)");
+                    ProductText(source.device.ProductId()) + " (another telemetry revision)");
 }
 
 // The temperatures of the next frame that has them.

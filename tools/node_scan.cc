@@ -64,17 +64,27 @@ RefusedCamera Refuse(const std::string& node, const NodeIdentity& identity,
                      const zocam::Error& error) {
   RefusedCamera refused{node, static_cast<uint16_t>(identity.productId.value_or(0)),
                         identity.name.value_or(""), error.Reason(), Advice(error)};
+  const auto explain = [&](const std::string& reason, const std::string& advice) {
+    refused.reason = reason;
+    refused.advice = advice;
+  };
   if (error.Status() == ZO_STATUS_DEVICE_UNSUPPORTED) {
-    refused.reason = "the firmware is too old";
+    explain("its firmware is older than 1.00", "update the camera");
   } else if (error.Status() == ZO_STATUS_V4L2_ERROR && error.HostErrno() == 0) {
-    refused.reason = "no answer";
+    if (identity.IsPictureNode()) {
+      explain("no answer", "unplug the camera and plug it in again");
+    } else {
+      explain("this is a camera's metadata node", "zocam list shows its picture node");
+    }
   } else if (error.Status() == ZO_STATUS_DEVICE_NOT_FOUND) {
-    if (!identity.name) {
-      refused.reason = "it has no product name, without which the library does not take it";
-      refused.advice = "";
-    } else if (access(node.c_str(), F_OK) != 0) {
-      refused.reason = "the node file is missing";
-      refused.advice = "in a container, pass the device in (--device " + node + ")";
+    if (access(node.c_str(), F_OK) != 0) {
+      explain("no such node", identity.IsFamily() ? "the camera is there, but this system or "
+                                                    "container has no device file for it"
+                                                  : "zocam list shows the cameras that are there");
+    } else if (!identity.IsFamily()) {
+      explain("no camera of this family", "zocam list shows the cameras that are there");
+    } else if (!identity.name) {
+      explain("it has no product name, without which the library does not take it", "");
     }
   }
   return refused;
@@ -97,6 +107,16 @@ NodeScan ScanNodes() {
     }
   }
   return scan;
+}
+
+zocam::Device OpenNode(const std::string& node) {
+  try {
+    return zocam::Device::OpenNode(node);
+  } catch (const zocam::Error& error) {
+    int number = -1;
+    std::sscanf(node.c_str(), "/dev/video%d", &number);
+    throw ToolError("cannot open " + RefusalText(Refuse(node, NodeIdentity(number), error)));
+  }
 }
 
 std::string RefusalText(const RefusedCamera& camera) {

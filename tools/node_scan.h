@@ -35,6 +35,9 @@ struct NodeScan {
 // Opens every camera at /dev/video0 to /dev/video63.
 NodeScan ScanNodes();
 
+// Opens the camera at "/dev/videoN"; a failure is a ToolError that says why and what to do.
+zocam::Device OpenNode(const std::string& node);
+
 // "/dev/video2: permission denied; add yourself to ..."
 std::string RefusalText(const RefusedCamera& camera);
 

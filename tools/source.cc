@@ -69,7 +69,7 @@ Source OpenSource(const std::string& name) {
   if (name.empty()) return OpenOnlyCamera();
   if (name.find('/') != std::string::npos) {
     const std::string node = NodeBehind(name);
-    return {node, zocam::Device::OpenNode(node)};
+    return {node, OpenNode(node)};
   }
   const std::optional<uint64_t> serial = ParseSerial(name);
   if (!serial)

@@ -81,8 +81,11 @@ class WatchView {
     Show(text);
   }
 
-  // Keeps the last picture.
-  void ShowNotice(const std::string& text) { Show(text); }
+  // Keeps the last picture. Lines that stay are not repeated.
+  void ShowNotice(const std::string& text) {
+    if (IsTerminal() || text != notice_) Show(text);
+    notice_ = text;
+  }
 
  private:
   void Show(const std::string& status) {
@@ -121,6 +124,7 @@ class WatchView {
   const PictureOptions& options_;
   std::string title_;
   Picture picture_;
+  std::string notice_;
   CellSize window_{0, 0};
 };
 

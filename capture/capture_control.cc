@@ -37,6 +37,7 @@ ZoStatus ZoLib_CaptureStart(_ZoDev* dev) {
   const ZoStatus ready = CheckReady(dev);
   if (ready != ZO_STATUS_OK) return ready;
   if (dev->capturing != 0) return ZO_STATUS_OK;
+  if (RunsCallbacksOf(dev)) return ZO_STATUS_INVALID_STATE;  // another thread is stopping it
   dev->capturing = 1;  // before the thread starts: it ends when it finds the flag clear
   const ZoStatus status = StartStream(dev);
   if (status != ZO_STATUS_OK) dev->capturing = 0;

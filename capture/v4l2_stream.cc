@@ -166,6 +166,6 @@ void ZoLib_Priv_OsDepCaptureProc(_ZoDev* dev) {
   }
   // A stop that is under way looks like a loss: it wakes the poll with an error.
   if (dev->capturing == 0) return;
-  dev->disconnected = 1;
   dev->connected = 0;
+  dev->disconnected = 1;  // last: who sees it finds the handle unconnected
 }

@@ -6,8 +6,10 @@
 //
 // Locks: commandLock serialises camera commands, decodeLock serialises decoding and the settings
 // that say so, fileLock guards the state of a recording. No lock is taken while another is held.
-// A SharedField may be touched by any thread without a lock. Every other field is either guarded by
-// the lock named beside it or written only while no other thread can have the handle.
+// A SharedField may be touched by any thread without a lock. Every other field is guarded by the
+// lock named beside it or beside its group, or is written only while no other thread can have the
+// handle, or belongs to the thread that starts and stops the stream (creating and joining the
+// stream's thread orders what both touch).
 #ifndef ZOCAM_CORE_DEVICE_RECORD_H
 #define ZOCAM_CORE_DEVICE_RECORD_H
 
@@ -72,12 +74,12 @@ inline constexpr uint32_t kExtInfoBytes = 128;
 
 struct _ZoDev {
   // Platform (device/, capture/). The capture thread reads the callbacks and the buffers.
-  int32_t deviceFd = -1;
+  SharedField<int32_t> deviceFd = -1;
   SharedField<ZoFrameCallback> frameCallback;
   SharedField<void*> callbackUser;
   SharedField<ZoPreProcHook> preProcHook;
   pthread_t captureThread{};
-  MallocPtr<CaptureBuffer[]> captureBuffers;  // exists while the thread does
+  MallocPtr<CaptureBuffer[]> captureBuffers;  // exists until the thread is joined
   uint32_t captureBufferCount = 0;
 
   // Names (device/)

@@ -5,8 +5,8 @@
 
 #include <atomic>
 
-// Acquire and release are enough: the fields are independent flags and settings, and what a flag
-// announces (a mapped buffer, a stopped thread) is ordered by the thread's creation and join.
+// Acquire and release: whoever sees one field's new value also sees what was stored before it (a
+// handle that reads as disconnected also reads as unconnected).
 template <class T>
 class SharedField {
  public:

@@ -1,7 +1,11 @@
 #include "decode/decoder_a.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
+
+// Intermediate results are doubles, never wider.
+static_assert(FLT_EVAL_METHOD == 0);
 
 namespace {
 
@@ -19,7 +23,7 @@ OutputScale ScaleOf(uint8_t revision) {
   return revision == kScaledRevision ? OutputScale{0.88428, 36.96} : OutputScale{1.0, 0.0};
 }
 
-// How far the camera is from its thermal equilibrium, falling to 0 over five minutes.
+// How far the camera is from its thermal equilibrium: negative, rising to 0 at 300000.
 double WarmUp(uint32_t time) {
   const double u = time;
   if (time <= 29999) {

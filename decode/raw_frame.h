@@ -55,6 +55,9 @@ void MapImageWords(std::span<const uint8_t> words, std::span<uint16_t> out, bool
   }
 }
 
+// Writes the words of an image in native byte order to any address, aligned or not.
+void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown);
+
 // Truncates toward zero and keeps the low 16 bits; what no 64-bit integer can hold becomes 0.
 inline uint16_t TruncateToLow16(double value) {
   constexpr double kInt64Limit = 9223372036854775808.0;

@@ -1,6 +1,7 @@
 #include "device/commands.h"
 
 #include <array>
+#include <bit>
 #include <span>
 
 #include "core/byte_order.h"
@@ -9,6 +10,9 @@
 #include "core/status.h"
 #include "device/command_wire.h"
 #include "device/connection.h"
+
+// Identity and answers travel little-endian and are taken over as they are.
+static_assert(std::endian::native == std::endian::little);
 
 namespace {
 
@@ -174,11 +178,11 @@ ZoStatus ZoLib_EnableHighGainMode(_ZoDev* dev) {
   if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
   const uint16_t product = dev->identityBlock.productId;
   if (product != 0x6101 && product != 0x6103) return ZO_STATUS_MODEL_UNSUPPORTED;
-  constexpr uint16_t kUnlock[2] = {0, 0};
-  const ZoStatus status = ZoLib_CommandSet(dev, 0x0200, 0x0048, kUnlock, 2);
+  constexpr uint16_t kZero[2] = {0, 0};
+  const ZoStatus status = ZoLib_CommandSet(dev, 0x0200, 0x0048, kZero, 2);
   if (status != ZO_STATUS_OK) return status;
-  constexpr uint16_t kHighGain[2] = {1, 0};
-  return ZoLib_CommandSet(dev, 0x4E00, 0x00C4, kHighGain, 2);
+  constexpr uint16_t kOne[2] = {1, 0};
+  return ZoLib_CommandSet(dev, 0x4E00, 0x00C4, kOne, 2);
 }
 
 ZoStatus ZoLib_Priv_DeviceGetInfo(_ZoDev* dev) {

@@ -12,12 +12,20 @@ constexpr uint16_t kReconnectRequest = 0x8000;
 constexpr int kNodeChecks = 5;
 constexpr uint32_t kNodeCheckMs = 1000;
 
+// Marks the handle unconnected and waits until no command is under way: one that polls would
+// otherwise find the handle connected again, or its node closed.
+void EndCommands(_ZoDev* dev) {
+  dev->connected = 0;
+  const ScopedLock lock(*dev->commandLock);
+}
+
 }  // namespace
 
 ZoStatus ZoLib_Priv_OsDepReconnect(_ZoDev* dev) {
   if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
   if (RunsCallbacksOf(dev)) return ZO_STATUS_INVALID_STATE;
   EndStream(dev);
+  EndCommands(dev);
 
   dev->connected = 1;
   dev->capturing = 1;
@@ -27,8 +35,9 @@ ZoStatus ZoLib_Priv_OsDepReconnect(_ZoDev* dev) {
   const bool vanished = dev->disconnected != 0 || dev->hostError == ENODEV;
   // A camera that cannot be asked keeps its node open, but the node of one that has vanished is
   // dead: holding it would keep its number from the camera that is plugged in next.
-  if (status == ZO_STATUS_OK || vanished) ZoLib_Priv_OsDepRelease(dev);
-  dev->connected = 0;
+  const bool closes = status == ZO_STATUS_OK || vanished;
+  EndCommands(dev);
+  if (closes) ZoLib_Priv_OsDepRelease(dev);
   dev->capturing = 0;
   if (status != ZO_STATUS_OK) return status;
 

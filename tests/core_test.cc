@@ -38,9 +38,26 @@ Handle ProfiledHandle(uint16_t product, uint16_t vendor = 0x7A11, bool refTemp =
 }
 
 TEST(Status, HasAMessageForEveryCodeAndOnlyThose) {
-  EXPECT_STREQ(ZoLib_GetErrorMessage(0), "ok");
-  EXPECT_STREQ(ZoLib_GetErrorMessage(13), "V4L2 error");
-  EXPECT_STREQ(ZoLib_GetErrorMessage(25), "end of file");
+  const std::pair<ZoStatus, const char*> messages[] = {
+      {0, "ok"},
+      {1, "internal error"},
+      {2, "no memory"},
+      {3, "device not found"},
+      {4, "device not ready"},
+      {5, "device unsupported"},
+      {6, "not enough size"},
+      {7, "not yet"},
+      {10, "firmware error"},
+      {11, "sensor error"},
+      {13, "V4L2 error"},
+      {20, "null pointer"},
+      {21, "invalid value"},
+      {22, "invalid state"},
+      {23, "file I/O error"},
+      {24, "invalid file format"},
+      {25, "end of file"},
+  };
+  for (const auto& [code, text] : messages) EXPECT_STREQ(ZoLib_GetErrorMessage(code), text);
   for (ZoStatus code : {8U, 9U, 12U, 14U, 19U, 26U, 0xFFFFFFFFU}) {
     EXPECT_STREQ(ZoLib_GetErrorMessage(code), "unknown") << code;
   }
@@ -235,7 +252,15 @@ TEST(ModelProfile, FollowsFromTheProduct) {
     EXPECT_TRUE(std::all_of(&dev->agcMask[0], &dev->agcMask[dev->pixelCount],
                             [](uint32_t weight) { return weight == 1; }));
   }
-  EXPECT_EQ(ProfiledHandle(0x6120)->refPoints[2].row, 50);
+  const Handle body = ProfiledHandle(0x6120);
+  for (uint16_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(body->refPoints[i].column, 1);
+    EXPECT_EQ(body->refPoints[i].row, 10 + 20 * i);
+    for (MovingAvg* average : {&body->refAverages.sensor[i], &body->refAverages.measured[i]}) {
+      for (int value = 1; value <= 10; ++value) average->Put(value);
+      EXPECT_EQ(average->Get(), 5.5) << "a window of 10";
+    }
+  }
 }
 
 TEST(ModelProfile, WithoutReferenceBodyOrOutsideTheFamily) {
@@ -267,7 +292,12 @@ TEST(MovingAverage, IsTheNewestValueUntilTheWindowIsFull) {
 TEST(MovingAverage, SurvivesEveryWindow) {
   MovingAvg average(10);
   for (int i = 0; i < 8; ++i) average.Put(i);
-  for (int window : {16, 3, 0, -1, 1}) {
+  average.Init(16);  // keeps the slot and the count of 8
+  for (int i = 0; i < 7; ++i) average.Put(1.0);
+  EXPECT_EQ(average.Get(), 1.0) << "fifteen values: the newest alone";
+  average.Put(17.0);
+  EXPECT_EQ(average.Get(), (7 * 1.0 + 17.0) / 16) << "sixteen: their mean, the old ones read 0";
+  for (int window : {3, 0, -1, 1}) {
     average.Init(window);
     average.Put(4.0);
     average.Get();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <string>
 #include <thread>
 #include <vector>
@@ -59,8 +60,6 @@ class Device : public testing::Test {
   void TearDown() override { EXPECT_EQ(Host().Live(), zosim::LiveCounts{}) << "something leaks"; }
 };
 using Enumeration = Device;
-using Commands = Device;
-using Reconnect = Device;
 
 TEST_F(Enumeration, OpensEveryCameraBesideForeignAndMetadataNodes) {
   Host().PlugCamera({.productId = 0x6101});
@@ -213,7 +212,15 @@ TEST_F(Enumeration, SetsTheClockOfOneProductOnly) {
   EXPECT_EQ(transfers[0].selector, 1);
   EXPECT_EQ(transfers[1].selector, 12);
   EXPECT_EQ(transfers[1].bytes.size(), 8);
-  EXPECT_GE(transfers[1].bytes[0] | transfers[1].bytes[1] << 8, 2024);
+  const auto& clock = transfers[1].bytes;
+  const time_t now = time(nullptr);
+  tm local{};
+  localtime_r(&now, &local);
+  EXPECT_EQ(clock[0] | clock[1] << 8, local.tm_year + 1900);
+  EXPECT_EQ(clock[2], local.tm_mon + 1);
+  EXPECT_EQ(clock[3], local.tm_mday);
+  EXPECT_EQ(clock[4], local.tm_wday);
+  EXPECT_EQ(clock[5], local.tm_hour);
   EXPECT_EQ(transfers[2].selector, 1);
 }
 
@@ -303,14 +310,26 @@ TEST_F(OpenCommands, PollUntilTheCameraIsDone) {
   for (int i : {1, 2, 3}) {
     EXPECT_GE(log[i].at - log[i - 1].at, std::chrono::milliseconds(19)) << i;
   }
-  const uint16_t word = 0;
-  EXPECT_EQ(ZoLib_CommandSet(dev.get(), 0xFF00, 0x03, &word, 1), 0);
-  EXPECT_EQ(Selectors().end()[-2], 7) << "long at any length";
-  camera->firmware().ScriptBusy(20);
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 0);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300))
-      << "the handle polls every millisecond from now on";
+}
+
+TEST_F(OpenCommands, SomeWritesAreAlwaysLongAndLetTheHandlePollFaster) {
+  const uint16_t writes[][2] = {{0xFF01, 6}, {0xFF02, 7}, {0xFF03, 7}, {0xFF04, 7}, {0xFF05, 6}};
+  for (const auto& [command, selector] : writes) {
+    dev.reset();
+    Host().Reset();
+    Open();
+    const uint16_t word = 0;
+    EXPECT_EQ(ZoLib_CommandSet(dev.get(), command & 0xFF00, command & 0xFF, &word, 1), 0);
+    EXPECT_EQ(Selectors()[0], selector) << std::hex << command;
+    camera->firmware().ScriptBusy(20);
+    EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 0);
+    const auto log = Host().Transfers();
+    auto shortest = std::chrono::nanoseconds::max();
+    for (size_t i = log.size() - 19; i < log.size(); ++i) {
+      shortest = std::min<std::chrono::nanoseconds>(shortest, log[i].at - log[i - 1].at);
+    }
+    EXPECT_EQ(shortest < std::chrono::milliseconds(15), selector == 7) << std::hex << command;
+  }
 }
 
 TEST_F(OpenCommands, ReportWhatTheCameraReports) {
@@ -339,12 +358,12 @@ TEST_F(OpenCommands, ReportWhatTheCameraReports) {
 TEST_F(OpenCommands, EndWhenTheHandleIsInvalidatedOrTheCameraGoes) {
   Open();
   camera->firmware().ScriptBusy(zosim::kForever);
-  std::thread other([this] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    ZoLib_Invalidate(dev.get());
-  });
+  camera->AtTransfer(
+      Moment::kBeforeTransfer, 10, [this] { ZoLib_Invalidate(dev.get()); }, 2);
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 10) << "the last answer was busy";
-  other.join();
+  dev = OpenNode(kFirstNode);
+  camera->AtTransfer(Moment::kBeforeTransfer, 9, [this] { ZoLib_Invalidate(dev.get()); });
+  EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 1) << "never answered";
   dev = OpenNode(kFirstNode);
   camera->firmware().StopBusy();
   camera->firmware().ScriptBusy(zosim::kForever);
@@ -353,6 +372,29 @@ TEST_F(OpenCommands, EndWhenTheHandleIsInvalidatedOrTheCameraGoes) {
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 13);
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 13);
   EXPECT_EQ(ZoLib_GetHostError(dev.get()), ENODEV);
+}
+
+TEST_F(OpenCommands, TakeTurnsOnOneHandle) {
+  Open();
+  const auto run = [this] {
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 0);
+  };
+  std::thread other(run);
+  run();
+  other.join();
+  const auto selectors = Selectors();
+  ASSERT_EQ(selectors.size(), 20);
+  for (size_t i = 0; i < selectors.size(); ++i) EXPECT_EQ(selectors[i], i % 2 == 0 ? 9 : 10);
+}
+
+TEST_F(OpenCommands, EndBeforeAReconnectGoesOn) {
+  Open();
+  camera->firmware().ScriptBusy(zosim::kForever);
+  std::thread commanding([this] { EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 10); });
+  while (Selectors().size() < 3) std::this_thread::yield();
+  camera->SetTimings({.reconnectReturnMs = -1});
+  EXPECT_EQ(ZoLib_Reconnect(dev.get()), 3) << "it never comes back";
+  commanding.join();
 }
 
 TEST_F(OpenCommands, SwitchHighGainOnTheModelsThatHaveIt) {

@@ -29,8 +29,8 @@
  * - **locked**: as *handle*, serialised against decoding or commands by a lock of the handle; may
  *   wait for the operation in progress.
  * - **control**: one thread at a time per handle. Calls that end the stream (stop, reconnect)
- *   answer 22 inside the handle's own callback and change nothing, because they wait for the thread
- *   that runs it.
+ *   answer 22 inside the handle's own callback and leave the stream alone, because they wait for
+ * the thread that runs it.
  * - **setup**: one thread at a time in the whole process, because the count of library users has
  *   no lock: enumeration and opening.
  *
@@ -101,20 +101,18 @@ enum {
  * ::ZO_GAIN_NONLINEAR or ::ZO_GAIN_LINEAR for an automatic one. Bytes per pixel stand in brackets.
  */
 enum {
-  ZO_FMT_RAW16 = 0,          /**< [2] image words of the frame, native byte order */
-  ZO_FMT_TEMP16 = 1,         /**< [2] the temperature image, 1/resolution kelvin */
-  ZO_FMT_GRAY8 = 10,         /**< [1] grey */
-  ZO_FMT_IRON_RGB24 = 20,    /**< [3] B, G, R, or R, G, B: see ZoLib_SetRGBOrder */
-  ZO_FMT_IRON_RGB32 = 30,    /**< [4] as RGB24, then 0xFF */
-  ZO_FMT_RAINBOW_RGB24 = 40, /**< [3] */
-  ZO_FMT_RAINBOW_RGB32 = 50, /**< [4] */
-  ZO_FMT_GRAY_RGB565 = 60,   /**< [2] low byte first */
-  ZO_FMT_IRON_RGB565 = 70,   /**< [2] */
-  ZO_FMT_RAINBOW_RGB565 = 80 /**< [2] */
-};
+  ZO_FMT_RAW16 = 0,           /**< [2] image words of the frame, native byte order */
+  ZO_FMT_TEMP16 = 1,          /**< [2] the temperature image, 1/resolution kelvin */
+  ZO_FMT_GRAY8 = 10,          /**< [1] grey */
+  ZO_FMT_IRON_RGB24 = 20,     /**< [3] B, G, R, or R, G, B: see ZoLib_SetRGBOrder */
+  ZO_FMT_IRON_RGB32 = 30,     /**< [4] as RGB24, then 0xFF */
+  ZO_FMT_RAINBOW_RGB24 = 40,  /**< [3] */
+  ZO_FMT_RAINBOW_RGB32 = 50,  /**< [4] */
+  ZO_FMT_GRAY_RGB565 = 60,    /**< [2] low byte first */
+  ZO_FMT_IRON_RGB565 = 70,    /**< [2] */
+  ZO_FMT_RAINBOW_RGB565 = 80, /**< [2] */
 
-/** Gains, to be added to a format code of 10 or more. */
-enum {
+  /* Gains. In the same enumeration as the formats, because C++20 deprecates adding two. */
   ZO_GAIN_MANUAL = 0,    /**< the range of ZoLib_SetDecodeRange */
   ZO_GAIN_NONLINEAR = 1, /**< histogram equalisation over 32 bins */
   ZO_GAIN_LINEAR = 2     /**< the frame's extremes, linearly */
@@ -217,7 +215,7 @@ ZO_API void ZoLib_ReleaseArray(void* array);
 /**
  * Stops the stream, asks the camera to reconnect, closes its node and waits up to 5 s for the node
  * to come back. Afterwards the handle is bound to nothing whatever the result; find the camera
- * again by enumeration.
+ * again by enumeration. Commands in progress end; no other thread may use the handle meanwhile.
  * @return 0 the node is back; 3 it is not; 13 the camera could not be asked: the handle is then
  * unconnected and its node still open, unless the camera has vanished; 22 inside the handle's own
  * callback; 20. Thread: control.
@@ -283,7 +281,7 @@ ZO_API ZoStatus ZoLib_CommandRun(_ZoDev* dev, uint16_t high, uint16_t low);
 
 /**
  * Reads data by a camera command. @param words receives count words, only on success; for command
- * 0xFF01 its first word is also the argument. @param count 0 to 16.
+ * 0xFF01 its first word, which must exist, is also the argument. @param count 0 to 16.
  * @return as ZoLib_CommandRun; 21 count above 16. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_CommandGet(_ZoDev* dev, uint16_t high, uint16_t low, uint16_t* words,
@@ -320,8 +318,8 @@ ZO_API ZoStatus ZoLib_EnableHighGainMode(_ZoDev* dev);
  * Registers the frame callback and chooses the frame rate.
  * @param highFrameRate 1: 25.9 frames per second on products 0x6100 and 0x6101; otherwise 8.63.
  * @param callback receives the frames; null: frames are dropped (a recording still gets them).
- * @param user handed to the callback. Replacing a callback while the stream runs is allowed but not
- * synchronised with a call in progress. @return 0; 4; 20. Thread: control.
+ * @param user handed to the callback. Replace a callback only while the stream is stopped: a
+ * running one may see the old callback with the new pointer. @return 0; 4; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_CaptureSetup(_ZoDev* dev, uint32_t highFrameRate, ZoFrameCallback callback,
                                    void* user);
@@ -343,7 +341,8 @@ ZO_API ZoStatus ZoLib_CaptureStop(_ZoDev* dev);
  * the handle's own callback. Thread: control. */
 ZO_API void ZoLib_CaptureRelease(_ZoDev* dev);
 
-/** Frame rate = numerator / denominator frames per second; 0 / 1 for a null handle. Thread: handle.
+/** Frame rate = numerator / denominator frames per second; 0 / 0 before ZoLib_CaptureSetup (the
+ * stream then runs at the driver's rate), 0 / 1 for a null handle. Thread: handle.
  */
 ZO_API uint32_t ZoLib_GetFrameRateNumerator(_ZoDev* dev);
 

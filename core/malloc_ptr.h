@@ -18,6 +18,7 @@ using MallocPtr = std::unique_ptr<T, FreeDeleter>;
 template <class T>
 MallocPtr<T[]> AllocateZeroed(std::size_t count) noexcept {
   static_assert(std::is_trivial_v<T>);
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): arrays of handles are meant to hold pointers
   return MallocPtr<T[]>(static_cast<T*>(std::calloc(count, sizeof(T))));
 }
 

@@ -113,7 +113,7 @@ ZoStatus ZoLib_CommandGet(_ZoDev* dev, uint16_t high, uint16_t low, uint16_t* wo
                                      isLong ? Selector::kReadLong : Selector::kReadShort, answer);
     if (status != ZO_STATUS_OK) return status;
     const uint8_t* data = &response[kStatusBytes];
-    for (uint32_t i = 0; i < count; ++i) words[i] = ReadLe16(data + 2 * i);
+    for (uint32_t i = 0; i < count; ++i) words[i] = ReadLe16(data + std::size_t{2} * i);
     return ZO_STATUS_OK;
   });
 }

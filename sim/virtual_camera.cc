@@ -126,8 +126,7 @@ bool VirtualCamera::DeliverFrame(int waitMs) {
 bool VirtualCamera::WaitUntilConsumed(int waitMs) {
   return WaitFor(host_, waitMs, [&] {
     const auto& attachment = state_->attachment;
-    return attachment != nullptr && attachment->queue.streaming() &&
-           attachment->queue.allWaiting();
+    return attachment != nullptr && attachment->queue.streaming() && attachment->queue.allWaiting();
   });
 }
 

@@ -22,10 +22,10 @@ struct HostState;
 // How frames come while the stream runs.
 struct Pace {
   enum class Kind {
-    kNegotiated,      // the rate the program set with S_PARM
-    kRate,            // framesPerSecond, whatever was negotiated
-    kAsFastAsTaken,   // a queued buffer is full at once; no frame is ever lost
-    kManual,          // only by DeliverFrame
+    kNegotiated,     // the rate the program set with S_PARM
+    kRate,           // framesPerSecond, whatever was negotiated
+    kAsFastAsTaken,  // a queued buffer is full at once; no frame is ever lost
+    kManual,         // only by DeliverFrame
   };
   Kind kind = Kind::kNegotiated;
   double framesPerSecond = 0.0;
@@ -61,9 +61,9 @@ enum class Spoiled {
 
 // A frame that reached a driver buffer.
 struct FrameRecord {
-  uint64_t number = 0;     // camera's frame number, lost frames counted
-  uint32_t sequence = 0;   // the driver's, from STREAMON on
-  Telemetry telemetry;     // telemetry.time / 1000.0 is the scene time in seconds
+  uint64_t number = 0;    // camera's frame number, lost frames counted
+  uint32_t sequence = 0;  // the driver's, from STREAMON on
+  Telemetry telemetry;    // telemetry.time / 1000.0 is the scene time in seconds
   std::vector<uint8_t> bytes;
 };
 
@@ -115,8 +115,8 @@ class VirtualCamera {
   // A transfer error without unplug: queued buffers come back marked as errors, then silence until
   // STREAMOFF and STREAMON.
   void BreakTransfers();
-  void LimitBuffers(unsigned most);        // REQBUFS grants at most so many
-  void SetBufferLength(uint32_t length);   // QUERYBUF length; 0: the frame's size
+  void LimitBuffers(unsigned most);       // REQBUFS grants at most so many
+  void SetBufferLength(uint32_t length);  // QUERYBUF length; 0: the frame's size
 
   // Faults of calls; see FaultPlan::Add for skip and times. EINTR works like any other error.
   void FailStep(Step step, int error, unsigned skip = 0, unsigned times = 1);
@@ -124,8 +124,7 @@ class VirtualCamera {
   void ClearFaults();  // also hooks
   // Runs the action once at the matching moment number `skip` from now.
   void At(Moment moment, std::function<void()> action, unsigned skip = 0);
-  void AtTransfer(Moment moment, uint8_t selector, std::function<void()> action,
-                  unsigned skip = 0);
+  void AtTransfer(Moment moment, uint8_t selector, std::function<void()> action, unsigned skip = 0);
 
   // Nodes and sysfs.
   void DenyAccess(bool denied);  // open gives EACCES

@@ -1,10 +1,10 @@
 #include "sim/virtual_host.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 
 #include "sim/kernel/host_state.h"
+#include "sim/kernel/sysfs_layout.h"
 
 namespace zosim {
 namespace {
@@ -23,12 +23,6 @@ int PlugPlainNode(kernel::HostState& host, std::shared_ptr<Attachment> attachmen
   return number;
 }
 
-std::string Hex4Line(unsigned value) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%04x\n", value & 0xFFFF);
-  return text;
-}
-
 }  // namespace
 
 VirtualHost& Host() {
@@ -39,7 +33,7 @@ VirtualHost& Host() {
 void VirtualHost::Reset() {
   Lock lock(state_.mutex);
   state_.events.clear();
-  while (!state_.attachments.empty()) kernel::Detach(state_, state_.attachments.back());
+  while (!state_.attachments.empty()) kernel::Detach(state_, *state_.attachments.back());
   state_.numbers.clear();
   state_.log.Clear();
   state_.nextPort = 1;
@@ -61,8 +55,8 @@ int VirtualHost::AddForeignNode(const ForeignDevice& device) {
     Lock lock(state_.mutex);
     attachment->busPort = "9-" + std::to_string(state_.nextPort++);
   }
-  attachment->sysfs = {{"idVendor", Hex4Line(device.vendorId)},
-                       {"idProduct", Hex4Line(device.productId)}};
+  attachment->sysfs = {{"idVendor", kernel::UsbNumberLine(device.vendorId)},
+                       {"idProduct", kernel::UsbNumberLine(device.productId)}};
   if (!device.productName.empty()) attachment->sysfs["product"] = device.productName + "\n";
   return PlugPlainNode(state_, std::move(attachment), NodeKind::kForeign);
 }
@@ -81,7 +75,7 @@ void VirtualHost::RemoveNode(int number) {
   const auto found = std::ranges::find_if(state_.attachments, [number](const auto& attachment) {
     return attachment->camera == nullptr && attachment->nodes.front()->number == number;
   });
-  if (found != state_.attachments.end()) kernel::Detach(state_, *found);
+  if (found != state_.attachments.end()) kernel::Detach(state_, **found);
   kernel::UpdateWakeups(state_);
 }
 

@@ -7,8 +7,8 @@
 // above it:
 //
 //   model/      a camera without transport: products, firmware, scene, telemetry, frames
-//   kernel/     nodes, sysfs, V4L2 and extension-unit calls as the UVC driver does them; faults, log
-//   interpose/  the C library's symbols: is it ours? then kernel/, else the next definition
+//   kernel/     nodes, sysfs, V4L2 and extension-unit calls as the UVC driver does them; faults,
+//   log interpose/  the C library's symbols: is it ours? then kernel/, else the next definition
 //   launcher/   the zocam-sim command and the configuration of the preloaded library
 //
 // It is no USB emulation, and only one process sees its cameras. There is no thread in it: frames

@@ -1,5 +1,5 @@
-// The virtual camera as a plain V4L2 program sees it, without the library: it has to behave like the
-// UVC driver, and its frames have to mean the temperatures of the scene.
+// The virtual camera as a plain V4L2 program sees it, without the library: it has to behave like
+// the UVC driver, and its frames have to mean the temperatures of the scene.
 #include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -31,6 +31,8 @@ using zosim::Step;
 using zosim::UnplugMode;
 using Bytes = std::vector<uint8_t>;
 
+constexpr uint32_t kCapture = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+
 std::string Node(int number) { return "/dev/video" + std::to_string(number); }
 
 // 0 or errno.
@@ -60,33 +62,24 @@ class Client {
   }
 
   int Transfer(uint8_t query, uint8_t selector, Bytes& data, uint8_t unit = 4) {
-    uvc_xu_control_query request = {};
-    request.unit = unit;
-    request.selector = selector;
-    request.query = query;
-    request.size = static_cast<uint16_t>(data.size());
-    request.data = data.data();
+    const auto size = static_cast<uint16_t>(data.size());
+    uvc_xu_control_query request = {unit, selector, query, size, data.data()};
     return Ioctl(fd, UVCIOC_CTRL_QUERY, &request);
   }
   int SetFormat(uint32_t width = 80, uint32_t height = 64) {
-    format = {};
-    format.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    format = {.type = kCapture, .fmt = {}};
     format.fmt.pix.width = width;
     format.fmt.pix.height = height;
     format.fmt.pix.pixelformat = V4L2_PIX_FMT_GREY;
     return Ioctl(fd, VIDIOC_S_FMT, &format);
   }
   int SetParm(uint32_t numerator, uint32_t denominator) {
-    parm = {};
-    parm.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    parm = {.type = kCapture, .parm = {}};
     parm.parm.capture.timeperframe = {numerator, denominator};
     return Ioctl(fd, VIDIOC_S_PARM, &parm);
   }
   int Request(uint32_t count) {
-    v4l2_requestbuffers request = {};
-    request.count = count;
-    request.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    request.memory = V4L2_MEMORY_MMAP;
+    v4l2_requestbuffers request = {count, kCapture, V4L2_MEMORY_MMAP, 0, 0, {}};
     const int error = Ioctl(fd, VIDIOC_REQBUFS, &request);
     granted = request.count;
     return error;
@@ -94,7 +87,7 @@ class Client {
   int OnBuffer(unsigned long request, uint32_t index = 0) {
     buffer = {};
     buffer.index = index;
-    buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    buffer.type = kCapture;
     buffer.memory = V4L2_MEMORY_MMAP;
     return Ioctl(fd, request, &buffer);
   }
@@ -108,7 +101,7 @@ class Client {
     return 0;
   }
   int Switch(bool on) {
-    int type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
+    int type = kCapture;
     return Ioctl(fd, on ? VIDIOC_STREAMON : VIDIOC_STREAMOFF, &type);
   }
   int Start(uint32_t count = 2) {
@@ -123,7 +116,11 @@ class Client {
     pollfd entry = {fd, POLLIN | POLLERR, 0};
     return poll(&entry, 1, timeoutMs) >= 0 ? entry.revents : static_cast<short>(-errno);
   }
-  const uint8_t* Image() const { return static_cast<const uint8_t*>(mapped[buffer.index]); }
+  // The dequeued frame.
+  Bytes Image() const {
+    const auto* bytes = static_cast<const uint8_t*>(mapped[buffer.index]);
+    return Bytes(bytes, bytes + 10240);
+  }
 
   int fd;
   v4l2_format format = {};
@@ -158,8 +155,7 @@ double KelvinOfCount(double x, const zosim::Telemetry& t, int revision) {
     if (U <= 29999) g += U / 30000 - 1;
     if (U <= 59999) g += 3 * (U / 60000 - 1);
     if (U <= 299999) g += 3 * (U / 300000 - 1);
-    const double v =
-        x - (k * T * T + m * T + m * m / (4 * k) + 42.0 * (Tf - 274.0) + 6200.0);
+    const double v = x - (k * T * T + m * T + m * m / (4 * k) + 42.0 * (Tf - 274.0) + 6200.0);
     const double s = 1 - 2.4425e-11 * std::pow(std::abs(v), 3);
     const double p2 = -5.216779e-6 * T * T + 0.003545329 * T - 0.5625453;
     return (v * p2 * std::max(0.6, s) + Tf + g * q) * gain + bias;
@@ -171,8 +167,8 @@ double KelvinOfCount(double x, const zosim::Telemetry& t, int revision) {
   if (d <= 17999) {
     p1 = -(-1.830881e-7 * d * d + 0.006914365 * d - 19.01978 - 25.62);
   } else if (d <= 65000) {
-    p1 = -(-1.628652e-18 * std::pow(d, 4) + 4.428822e-13 * std::pow(d, 3) -
-           3.778912e-8 * d * d + 0.0008034826 * d + 40.49744 - 25.62);
+    p1 = -(-1.628652e-18 * std::pow(d, 4) + 4.428822e-13 * std::pow(d, 3) - 3.778912e-8 * d * d +
+           0.0008034826 * d + 40.49744 - 25.62);
   }
   const double s = x + p1;
   const bool cold = s < 7327.0;
@@ -184,48 +180,46 @@ double KelvinOfCount(double x, const zosim::Telemetry& t, int revision) {
 }
 
 TEST(VirtualFrames, MeanTheSceneInEveryRegimeOfEveryModel) {
-  struct Case {
-    uint16_t product;
-    uint32_t startMs;
-    bool fine;
-    double tolerance;
-  };
-  for (const auto& [product, startMs, fine, tolerance] : std::vector<Case>{
-           {0x6100, 4000, true, 0.05},    {0x6100, 45000, true, 0.05},
-           {0x6110, 59000, true, 0.05},   {0x6102, 4000, true, 0.05},
-           {0x6102, 70000, true, 0.05},   {0x6106, 85000, true, 0.05},
-           {0x61FF, 2000000, true, 0.05}, {0x6101, 4000, true, 0.0051},
-           {0x6103, 90000, false, 0.051}, {0x6120, 90000, true, 0.0051}}) {
-    SCOPED_TRACE(product * 0x100000000 + startMs);
+  const std::pair<uint16_t, uint32_t> cases[] = {
+      // product, TIME
+      {0x6100, 4000},  {0x6100, 45000},   {0x6110, 59000}, {0x6102, 4000},  {0x6102, 70000},
+      {0x6106, 85000}, {0x61FF, 2000000}, {0x6101, 4000},  {0x6103, 90000}, {0x6120, 90000}};
+  for (const auto& [product, startMs] : cases) {
+    SCOPED_TRACE(product);
+    const bool fine = product != 0x6103;
     zosim::CameraModel model(
         {.productId = product, .startTimeMs = startMs, .fineResolution = fine});
     const zosim::ProductModel& shape = model.product();
+    const bool counts = shape.rawKind == zosim::RawKind::kCounts;
     Bytes frame(shape.FrameBytes());
     const zosim::Telemetry telemetry = model.RenderNext(zosim::kNormalRate, frame);
-    const Bytes footer(frame.begin() + shape.ImageBytes(), frame.end());
+    const uint8_t* footer = frame.data() + shape.ImageBytes();
     EXPECT_EQ(footer[1], shape.revision);
     EXPECT_EQ(footer[2] << 8 | footer[3] | footer[4] << 24 | footer[5] << 16,
               static_cast<int>(startMs));
     EXPECT_EQ(footer[48] << 8 | footer[49], telemetry.fpat);
     EXPECT_EQ(footer[58] << 8 | footer[59], telemetry.fpatFfc);
+    EXPECT_EQ(footer[418] << 8 | footer[419], fine ? 1 : 0);
     double worst = 0.0;
-    for (uint32_t i = 0; i < shape.width * shape.height; ++i) {
+    for (size_t i = 0; i < shape.ImageBytes() / 2; ++i) {
       const int word = frame[2 * i] << 8 | frame[2 * i + 1];
-      const double kelvin = shape.rawKind == zosim::RawKind::kTemperature
-                                ? word / (fine ? 100.0 : 10.0)
-                                : KelvinOfCount(word, telemetry, shape.revision);
-      const double seen = model.KelvinAt(telemetry.time, i % shape.width, i / shape.width);
+      // The host cuts its hundredths off.
+      const double kelvin =
+          counts ? std::floor(KelvinOfCount(word, telemetry, shape.revision) * 100.0) / 100.0
+                 : word / (fine ? 100.0 : 10.0);
+      const double seen = model.KelvinAt(telemetry.time, static_cast<uint32_t>(i % shape.width),
+                                         static_cast<uint32_t>(i / shape.width));
       worst = std::max(worst, std::abs(kelvin - seen));
     }
-    EXPECT_LE(worst, tolerance);
+    EXPECT_LE(worst, counts ? 0.05 : fine ? 0.0051 : 0.051);
   }
 }
 
 TEST(VirtualFrames, StartUpInverseHoldsFarFromAmbient) {
-  zosim::Telemetry telemetry = zosim::TelemetryAt({}, 20000);
+  const zosim::Telemetry telemetry = zosim::TelemetryAt({}, 20000);
   const zosim::SensorCounts counts(telemetry, 9);
   ASSERT_TRUE(counts.startUp());
-  for (double kelvin = 230.0; kelvin < 420.0; kelvin += 0.37) {
+  for (int kelvin = 230; kelvin < 420; ++kelvin) {
     EXPECT_NEAR(KelvinOfCount(counts.CountFor(kelvin), telemetry, 9), kelvin, 0.05);
   }
 }
@@ -280,18 +274,15 @@ TEST_F(VirtualCameraTest, KeepsItsNumberUntilNothingHoldsTheNode) {
 }
 
 TEST_F(VirtualCameraTest, ChecksTransfersLikeTheDriver) {
-  struct Case {
-    uint8_t unit, selector, query;
-    size_t size;
-    int error;
-  };
   Client client(Node(0));
-  for (const auto& [unit, selector, query, size, error] : std::vector<Case>{
-           {4, 1, UVC_GET_CUR, 24, 0},         {4, 1, UVC_GET_CUR, 23, ENOBUFS},
-           {4, 1, UVC_SET_CUR, 24, EBADRQC},   {4, 9, UVC_GET_CUR, 6, EBADRQC},
-           {4, 13, UVC_GET_CUR, 2, ENOENT},    {3, 1, UVC_GET_CUR, 24, ENOENT},
-           {4, 12, UVC_SET_CUR, 8, 0},         {4, 5, UVC_GET_LEN, 2, 0},
-           {4, 11, UVC_GET_CUR, 2, 0},         {4, 2, UVC_GET_MAX, 1, EIO}}) {
+  const std::tuple<uint8_t, uint8_t, uint8_t, size_t, int> cases[] = {
+      // unit, selector, query, size, errno
+      {4, 1, UVC_GET_CUR, 24, 0},       {4, 1, UVC_GET_CUR, 23, ENOBUFS},
+      {4, 1, UVC_SET_CUR, 24, EBADRQC}, {4, 9, UVC_GET_CUR, 6, EBADRQC},
+      {4, 13, UVC_GET_CUR, 2, ENOENT},  {3, 1, UVC_GET_CUR, 24, ENOENT},
+      {4, 12, UVC_SET_CUR, 8, 0},       {4, 5, UVC_GET_LEN, 2, 0},
+      {4, 11, UVC_GET_CUR, 2, 0},       {4, 2, UVC_GET_MAX, 1, EIO}};
+  for (const auto& [unit, selector, query, size, error] : cases) {
     Bytes data(size);
     EXPECT_EQ(client.Transfer(query, selector, data, unit), error) << int{selector};
   }
@@ -400,7 +391,7 @@ TEST_F(VirtualCameraTest, DeliversInOrderAndLosesWhatASlowReaderLeaves) {
   EXPECT_FALSE(camera->DeliverFrame(0)) << "no buffer is queued";
   ASSERT_EQ(client.Poll(), POLLIN);
   ASSERT_EQ(client.OnBuffer(VIDIOC_DQBUF), 0);
-  EXPECT_EQ(Bytes(client.Image(), client.Image() + 10240), first) << "the oldest";
+  EXPECT_EQ(client.Image(), first) << "the oldest";
   EXPECT_EQ(client.buffer.bytesused, 10240u);
   ASSERT_EQ(client.OnBuffer(VIDIOC_DQBUF), 0);
   EXPECT_EQ(client.Poll(5), 0) << "with both buffers dequeued it waits";
@@ -419,12 +410,7 @@ TEST_F(VirtualCameraTest, StopWakesPollAndDequeue) {
   short revents = 0;
   int dequeued = 0;
   std::thread poller([&] { revents = client.Poll(10000); });
-  std::thread dequeuer([&] {
-    v4l2_buffer buffer = {};
-    buffer.type = V4L2_BUF_TYPE_VIDEO_CAPTURE;
-    buffer.memory = V4L2_MEMORY_MMAP;
-    dequeued = Ioctl(client.fd, VIDIOC_DQBUF, &buffer);
-  });
+  std::thread dequeuer([&] { dequeued = client.OnBuffer(VIDIOC_DQBUF); });
   while (Host().CountOf("VIDIOC_STREAMON") == 0) std::this_thread::sleep_for(1ms);
   EXPECT_EQ(client.Switch(false), 0);
   poller.join();
@@ -444,11 +430,11 @@ TEST_F(VirtualCameraTest, UnpluggedAtOnceHangsUpAndKeepsMappedMemory) {
   EXPECT_EQ(client.Switch(false), ENODEV);
   EXPECT_EQ(client.Request(0), ENODEV);
   client.buffer.index = 0;
-  EXPECT_EQ(Bytes(client.Image(), client.Image() + 10240), camera->LastFrame().bytes);
+  EXPECT_EQ(client.Image(), camera->LastFrame().bytes);
 }
 
 TEST_F(VirtualCameraTest, FailingTransfersReturnOldImagesBeforeTheUnplug) {
-  camera->SetTimings({.lostTransfersMs = 60});
+  camera->SetTimings({.lostTransfersMs = 300});
   Client client(Node(0));
   ASSERT_EQ(client.Start(), 0);
   camera->DeliverFrame();
@@ -460,7 +446,7 @@ TEST_F(VirtualCameraTest, FailingTransfersReturnOldImagesBeforeTheUnplug) {
     ASSERT_EQ(client.OnBuffer(VIDIOC_DQBUF), 0);
     EXPECT_TRUE(client.buffer.flags & V4L2_BUF_FLAG_ERROR);
     EXPECT_EQ(client.buffer.bytesused, 0u);
-    EXPECT_EQ(Bytes(client.Image(), client.Image() + 10240), camera->LastFrame().bytes);
+    EXPECT_EQ(client.Image(), camera->LastFrame().bytes);
     EXPECT_EQ(client.OnBuffer(VIDIOC_QBUF, client.buffer.index), 0);
   }
   EXPECT_EQ(client.Poll(), POLLERR | POLLHUP) << "the poll under way ends with the node";
@@ -483,9 +469,9 @@ TEST_F(VirtualCameraTest, BrokenTransfersAreSilentUntilTheStreamRestarts) {
 }
 
 TEST_F(VirtualCameraTest, FailsTheArmedCallAndNoOther) {
-  const std::pair<Step, unsigned> steps[] = {
-      {Step::kSetFormat, 0}, {Step::kRequestBuffers, 0}, {Step::kQueryBuffer, 1}, {Step::kMap, 1},
-      {Step::kQueueBuffer, 1}, {Step::kStreamOn, 0}};
+  const std::pair<Step, unsigned> steps[] = {{Step::kSetFormat, 0},   {Step::kRequestBuffers, 0},
+                                             {Step::kQueryBuffer, 1}, {Step::kMap, 1},
+                                             {Step::kQueueBuffer, 1}, {Step::kStreamOn, 0}};
   for (const auto& [step, skip] : steps) {
     Client client(Node(0));
     camera->FailStep(step, ENOSPC, skip);
@@ -541,6 +527,7 @@ TEST(Launcher, RunsAProgramWithTheCamerasItWasAskedFor) {
   const auto launcher = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "zocam-sim";
   if (!std::filesystem::exists(launcher)) GTEST_SKIP() << "zocam-sim is not built";
   const auto run = [&](const std::string& arguments) {
+    // NOLINTNEXTLINE(cert-env33-c): the command line is the test's own
     FILE* pipe = popen((launcher.string() + " " + arguments + " 2>&1").c_str(), "r");
     std::string output;
     for (int c = fgetc(pipe); c != EOF; c = fgetc(pipe)) output += static_cast<char>(c);

@@ -27,29 +27,34 @@ void RequireOwnModel(const zocam::Frame& frame, const Source& source) {
                     ProductText(source.device.ProductId()) + " (another telemetry revision)");
 }
 
-// The temperatures of the next frame that has them.
+// False when the frame has no temperatures yet.
+bool DecodeTemperatures(const zocam::Frame& frame, zocam::TemperatureImage& image) {
+  try {
+    image = frame.Temperatures();
+    return true;
+  } catch (const zocam::Error& error) {
+    if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
+    return false;
+  }
+}
+
+// The next frame that has temperatures, and these.
 zocam::FrameCopy NextDecodableFrame(Source& source, zocam::TemperatureImage& image) {
   const Clock::time_point deadline = Clock::now() + kLongestWarmUp;
-  bool told = false;
-  for (;;) {
-    zocam::FrameCopy frame = NextFrame(source);
-    try {
-      image = frame.Temperatures();
-      return frame;
-    } catch (const zocam::Error& error) {
-      if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
-    }
+  zocam::FrameCopy frame = NextFrame(source);
+  for (bool told = false; !DecodeTemperatures(frame, image); frame = NextFrame(source)) {
     RequireOwnModel(frame, source);
     if (Clock::now() >= deadline)
       throw ToolError(source.place + ": no temperatures within " +
                       std::to_string(kLongestWarmUp.count()) +
-                      " s; the camera has not made its first flat-field correction");
-    if (!told) {
+                      " s: its frames cannot be decoded, most likely because it has not made its "
+                      "first flat-field correction");
+    if (!told)
       std::fprintf(stderr, "%s: waiting for the camera's first flat-field correction\n",
                    source.place.c_str());
-      told = true;
-    }
+    told = true;
   }
+  return frame;
 }
 
 void StoreImageWords(std::vector<uint8_t>& raw, const std::vector<uint16_t>& words) {

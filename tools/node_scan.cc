@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "tools/advice.h"
 
@@ -36,6 +37,15 @@ std::optional<unsigned> ReadNumber(int node, const char* name, int base) {
       std::from_chars(text->data(), text->data() + text->size(), value, base).ec != std::errc{})
     return std::nullopt;
   return value;
+}
+
+// N of "/dev/videoN", or -1.
+int NodeNumber(std::string_view path) {
+  constexpr std::string_view kPrefix = "/dev/video";
+  int number = -1;
+  if (path.starts_with(kPrefix))
+    std::from_chars(path.data() + kPrefix.size(), path.data() + path.size(), number);
+  return number;
 }
 
 // What sysfs tells of a node, as far as it was there.
@@ -113,9 +123,8 @@ zocam::Device OpenNode(const std::string& node) {
   try {
     return zocam::Device::OpenNode(node);
   } catch (const zocam::Error& error) {
-    int number = -1;
-    std::sscanf(node.c_str(), "/dev/video%d", &number);
-    throw ToolError("cannot open " + RefusalText(Refuse(node, NodeIdentity(number), error)));
+    throw ToolError("cannot open " +
+                    RefusalText(Refuse(node, NodeIdentity(NodeNumber(node)), error)));
   }
 }
 

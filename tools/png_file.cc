@@ -47,7 +47,7 @@ void IgnoreWarning(png_structp, png_const_charp) {}
 // libpng reports failures by a jump back into this function, so nothing in it has a destructor.
 bool WritePng(png_structp png, png_infop info, PngWriter* writer, const PngRows* rows,
               png_textp texts, int textCount) {
-  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT: libpng knows no other way
   png_set_write_fn(png, writer, AppendBytes, nullptr);
   png_set_IHDR(png, info, rows->width, rows->height, rows->bitDepth, rows->colourType,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);

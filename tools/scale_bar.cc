@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "tools/label_text.h"
 
@@ -25,11 +26,12 @@ double TickStep(double span, double most) {
 }
 
 std::string TickText(double celsius, double step) {
-  const int decimals = step >= 1.0 ? 0 : step >= 0.1 ? 1 : 2;
+  const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 4);
   char text[32];
   std::snprintf(text, sizeof text, "%.*f", decimals, celsius);
-  const std::string label = text;
-  return label == "-0" || label == "-0.0" || label == "-0.00" ? label.substr(1) : label;
+  // No "-0.0".
+  const bool isZero = std::string_view(text).find_first_not_of("-0.") == std::string_view::npos;
+  return isZero && text[0] == '-' ? text + 1 : text;
 }
 
 void FillBox(Picture& picture, uint32_t left, uint32_t top, uint32_t width, uint32_t height,
@@ -84,8 +86,9 @@ Picture WithScaleBar(const Picture& picture, const ColourScale& scale) {
   const uint32_t tick = std::max(digits / 3, uint32_t{3});
   const double step = TickStep(high - low, std::max(1.0, barHeight / (2.6 * digits)));
   std::vector<double> ticks;
-  for (double i = std::ceil(low / step - 1e-6); i * step <= high + step * 1e-6; ++i)
-    ticks.push_back(i * step);
+  const auto firstTick = static_cast<int>(std::ceil(low / step - 1e-6));
+  const auto lastTick = static_cast<int>(std::floor(high / step + 1e-6));
+  for (int i = firstTick; i <= lastTick; ++i) ticks.push_back(i * step);
 
   uint32_t labelWidth = LabelWidth("°C", digits);
   for (double celsius : ticks)

@@ -5,7 +5,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 
 #include "sim/interpose/next_call.h"
@@ -25,9 +24,10 @@ constinit NextCall<int(pollfd*, nfds_t, int)> nextPoll("poll");
 constinit NextCall<int(pollfd*, nfds_t, const timespec*, const sigset_t*)> nextPpoll("ppoll");
 
 bool HasNode(const pollfd* fds, nfds_t count) {
-  return std::any_of(fds, fds + count, [](const pollfd& entry) {
-    return descriptorClaims.Of(entry.fd) == Claim::kVideoNode;
-  });
+  for (nfds_t i = 0; i < count; ++i) {
+    if (descriptorClaims.Of(fds[i].fd) == Claim::kVideoNode) return true;
+  }
+  return false;
 }
 
 timespec FromMs(int ms) { return {ms / 1000, (ms % 1000) * 1'000'000L}; }
@@ -77,9 +77,7 @@ int InterposedIoctl(int fd, unsigned long request, ...) {
 }
 
 int InterposedPoll(pollfd* fds, nfds_t count, int timeoutMs) __asm__("poll");
-int InterposedPoll(pollfd* fds, nfds_t count, int timeoutMs) {
-  return Poll(fds, count, timeoutMs);
-}
+int InterposedPoll(pollfd* fds, nfds_t count, int timeoutMs) { return Poll(fds, count, timeoutMs); }
 
 int InterposedPollChk(pollfd* fds, nfds_t count, int timeoutMs, size_t bytes) __asm__("__poll_chk");
 int InterposedPollChk(pollfd* fds, nfds_t count, int timeoutMs, size_t) {

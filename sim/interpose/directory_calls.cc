@@ -78,12 +78,11 @@ DIR* ListSysfs(int fd) {
 }
 
 DIR* OpenDirectory(const char* path) {
+  auto* real = nextOpenDir.Get();
+  if (IsDeviceDirectory(path)) return ListDevices(real(path));
+  if (!MightBeCovered(AT_FDCWD, path)) return real != nullptr ? real(path) : nullptr;
   const auto covered = CoveredPath(AT_FDCWD, path);
-  if (!covered) {
-    auto* real = nextOpenDir.Get();
-    DIR* directory = real != nullptr ? real(path) : nullptr;
-    return IsDeviceDirectory(path) ? ListDevices(directory) : directory;
-  }
+  if (!covered) return real(path);
   const Errno error;
   const int fd = error.ReturnInt(kernel::Open(*covered, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return fd < 0 ? nullptr : ListSysfs(fd);

@@ -21,14 +21,15 @@ void* Mmap(NextCall<MmapFunction>& next, void* address, size_t length, int prote
   const bool anonymous = (flags & MAP_ANONYMOUS) != 0;
   if (!anonymous && kernel::descriptorClaims.Of(fd) == kernel::Claim::kVideoNode) {
     const Errno error;
-    const long result = kernel::Map(address, length, protection, flags, fd, offset);
-    return reinterpret_cast<void*>(error.Return(result));  // -1 is MAP_FAILED
+    void* mapped = MAP_FAILED;
+    error.ReturnInt(kernel::Map(address, length, protection, flags, fd, offset, &mapped));
+    return mapped;
   }
   if (MmapFunction* real = next.Get()) {
     return real(address, length, protection, flags, fd, offset);
   }
-  return reinterpret_cast<void*>(
-      syscall(SYS_mmap, address, length, protection, flags, fd, offset));
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): this is how the system call gives an address
+  return reinterpret_cast<void*>(syscall(SYS_mmap, address, length, protection, flags, fd, offset));
 }
 
 }  // namespace

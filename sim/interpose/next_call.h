@@ -10,7 +10,7 @@ namespace zosim::interpose {
 
 // Looking a symbol up may itself allocate and map memory, and so come back here on the same thread.
 // Initial-exec, because a dynamic thread-local would be allocated on first use.
-inline thread_local bool resolving [[gnu::tls_model("initial-exec")]] = false;
+inline constinit thread_local bool resolving [[gnu::tls_model("initial-exec")]] = false;
 
 // Works before any constructor ran: it is constant-initialised and resolved at first use.
 template <typename Function>
@@ -19,7 +19,7 @@ class NextCall {
   explicit constexpr NextCall(const char* name) : name_(name) {}
 
   // Null while this very lookup is under way on the calling thread; make the system call then.
-  Function* Get() {
+  [[gnu::always_inline]] Function* Get() {
     Function* known = function_.load(std::memory_order_acquire);
     if (known != nullptr || resolving) return known;
     resolving = true;
@@ -37,11 +37,13 @@ class NextCall {
 // Turns the virtual kernel's results into the C library's, which leaves errno alone on success.
 class Errno {
  public:
-  long Return(long result) const {
+  [[gnu::always_inline]] long Return(long result) const {
     errno = result < 0 ? static_cast<int>(-result) : before_;
     return result < 0 ? -1 : result;
   }
-  int ReturnInt(int result) const { return static_cast<int>(Return(result)); }
+  [[gnu::always_inline]] int ReturnInt(int result) const {
+    return static_cast<int>(Return(result));
+  }
 
  private:
   int before_ = errno;

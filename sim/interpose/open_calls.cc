@@ -36,8 +36,10 @@ mode_t ModeOf(int flags, va_list arguments) {
 int OpenAt(NextCall<OpenAtFunction>& next, int directory, const char* path, int flags,
            mode_t mode) {
   const Errno error;
-  if (const auto covered = CoveredPath(directory, path)) {
-    return error.ReturnInt(kernel::Open(*covered, flags));
+  if (MightBeCovered(directory, path)) {
+    if (const auto covered = CoveredPath(directory, path)) {
+      return error.ReturnInt(kernel::Open(*covered, flags));
+    }
   }
   if (OpenAtFunction* real = next.Get()) return real(directory, path, flags, mode);
   return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
@@ -45,20 +47,21 @@ int OpenAt(NextCall<OpenAtFunction>& next, int directory, const char* path, int 
 
 int Open(NextCall<OpenFunction>& next, const char* path, int flags, mode_t mode) {
   const Errno error;
-  if (const auto covered = CoveredPath(AT_FDCWD, path)) {
-    return error.ReturnInt(kernel::Open(*covered, flags));
+  if (MightBeCovered(AT_FDCWD, path)) {
+    if (const auto covered = CoveredPath(AT_FDCWD, path)) {
+      return error.ReturnInt(kernel::Open(*covered, flags));
+    }
   }
   if (OpenFunction* real = next.Get()) return real(path, flags, mode);
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
 
 FILE* Fopen(NextCall<FopenFunction>& next, const char* path, const char* mode) {
+  FopenFunction* real = next.Get();
+  if (!MightBeCovered(AT_FDCWD, path)) return real != nullptr ? real(path, mode) : nullptr;
   const Errno error;
   const auto covered = CoveredPath(AT_FDCWD, path);
-  if (!covered) {
-    FopenFunction* real = next.Get();
-    return real != nullptr ? real(path, mode) : nullptr;
-  }
+  if (!covered) return real(path, mode);
   int flags = std::strchr(mode, '+') != nullptr ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
   if (std::strchr(mode, 'e') != nullptr) flags |= O_CLOEXEC;
   const int fd = error.ReturnInt(kernel::Open(*covered, flags));
@@ -139,9 +142,10 @@ FILE* InterposedFopen64(const char* path, const char* mode) {
 // The C library closes a stream's descriptor without calling close().
 int InterposedFclose(FILE* file) __asm__("fclose");
 int InterposedFclose(FILE* file) {
-  if (kernel::descriptorClaims.Of(fileno(file)) != kernel::Claim::kNone) {
-    kernel::Release(fileno(file));
-  }
+  const int before = errno;  // fileno sets it for a stream without descriptor
+  const int fd = fileno(file);
+  errno = before;
+  if (kernel::descriptorClaims.Of(fd) != kernel::Claim::kNone) kernel::Release(fd);
   auto* real = nextFclose.Get();
   return real != nullptr ? real(file) : EOF;
 }

@@ -37,9 +37,11 @@ static_assert(sizeof(off_t) == 8, "the 64-bit variants share one implementation"
 
 int StatAt(int directory, const char* path, Status* result, int flags) {
   const Errno error;
-  if (const auto covered = CoveredPath(directory, path)) {
-    const bool follow = (flags & AT_SYMLINK_NOFOLLOW) == 0;
-    return error.ReturnInt(kernel::Stat(*covered, follow, result));
+  if (MightBeCovered(directory, path)) {
+    if (const auto covered = CoveredPath(directory, path)) {
+      const bool follow = (flags & AT_SYMLINK_NOFOLLOW) == 0;
+      return error.ReturnInt(kernel::Stat(*covered, follow, result));
+    }
   }
   if (auto* real = nextFstatAt.Get()) return real(directory, path, result, flags);
   return static_cast<int>(syscall(SYS_newfstatat, directory, path, result, flags));
@@ -47,8 +49,10 @@ int StatAt(int directory, const char* path, Status* result, int flags) {
 
 int Stat(const char* path, Status* result) {
   const Errno error;
-  if (const auto covered = CoveredPath(AT_FDCWD, path)) {
-    return error.ReturnInt(kernel::Stat(*covered, true, result));
+  if (MightBeCovered(AT_FDCWD, path)) {
+    if (const auto covered = CoveredPath(AT_FDCWD, path)) {
+      return error.ReturnInt(kernel::Stat(*covered, true, result));
+    }
   }
   if (auto* real = nextStat.Get()) return real(path, result);
   return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, result, 0));
@@ -56,8 +60,10 @@ int Stat(const char* path, Status* result) {
 
 int Lstat(const char* path, Status* result) {
   const Errno error;
-  if (const auto covered = CoveredPath(AT_FDCWD, path)) {
-    return error.ReturnInt(kernel::Stat(*covered, false, result));
+  if (MightBeCovered(AT_FDCWD, path)) {
+    if (const auto covered = CoveredPath(AT_FDCWD, path)) {
+      return error.ReturnInt(kernel::Stat(*covered, false, result));
+    }
   }
   if (auto* real = nextLstat.Get()) return real(path, result);
   return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, result, AT_SYMLINK_NOFOLLOW));
@@ -86,8 +92,10 @@ void Convert(const Status& from, StatxResult* to) {
 
 int AccessAt(int directory, const char* path, int mode, int flags) {
   const Errno error;
-  if (const auto covered = CoveredPath(directory, path)) {
-    return error.ReturnInt(kernel::Access(*covered, mode));
+  if (MightBeCovered(directory, path)) {
+    if (const auto covered = CoveredPath(directory, path)) {
+      return error.ReturnInt(kernel::Access(*covered, mode));
+    }
   }
   if (auto* real = nextFaccessAt.Get()) return real(directory, path, mode, flags);
   return static_cast<int>(syscall(SYS_faccessat, directory, path, mode));
@@ -95,30 +103,32 @@ int AccessAt(int directory, const char* path, int mode, int flags) {
 
 ssize_t ReadLinkAt(int directory, const char* path, char* buffer, size_t size) {
   const Errno error;
-  if (const auto covered = CoveredPath(directory, path)) {
-    std::string target;
-    const int result = kernel::ReadLink(*covered, &target);
-    if (result < 0) return error.Return(result);
-    const size_t count = std::min(size, target.size());
-    memcpy(buffer, target.data(), count);
-    return error.Return(static_cast<long>(count));
+  if (MightBeCovered(directory, path)) {
+    if (const auto covered = CoveredPath(directory, path)) {
+      std::string target;
+      const int result = kernel::ReadLink(*covered, &target);
+      if (result < 0) return error.Return(result);
+      const size_t count = std::min(size, target.size());
+      std::copy_n(target.begin(), count, buffer);
+      return error.Return(static_cast<long>(count));
+    }
   }
   if (auto* real = nextReadLinkAt.Get()) return real(directory, path, buffer, size);
   return syscall(SYS_readlinkat, directory, path, buffer, size);
 }
 
 char* RealPath(const char* path, char* resolved) {
+  auto* real = nextRealPath.Get();
+  if (!MightBeCovered(AT_FDCWD, path)) return real != nullptr ? real(path, resolved) : nullptr;
   const Errno error;
   const auto covered = CoveredPath(AT_FDCWD, path);
-  if (!covered) {
-    auto* real = nextRealPath.Get();
-    return real != nullptr ? real(path, resolved) : nullptr;
-  }
+  if (!covered) return real(path, resolved);
   std::string result;
   if (error.Return(kernel::RealPath(*covered, &result)) < 0) return nullptr;
   if (resolved == nullptr) return strdup(result.c_str());
   result.resize(std::min<size_t>(result.size(), PATH_MAX - 1));
-  return strcpy(resolved, result.c_str());
+  std::copy_n(result.c_str(), result.size() + 1, resolved);
+  return resolved;
 }
 
 }  // namespace
@@ -157,11 +167,13 @@ int InterposedStatx(int directory, const char* path, int flags, unsigned mask,
 int InterposedStatx(int directory, const char* path, int flags, unsigned mask,
                     StatxResult* result) {
   const Errno error;
-  if (const auto covered = CoveredPath(directory, path)) {
-    Status status = {};
-    const int done = kernel::Stat(*covered, (flags & AT_SYMLINK_NOFOLLOW) == 0, &status);
-    if (done == 0) Convert(status, result);
-    return error.ReturnInt(done);
+  if (MightBeCovered(directory, path)) {
+    if (const auto covered = CoveredPath(directory, path)) {
+      Status status = {};
+      const int done = kernel::Stat(*covered, (flags & AT_SYMLINK_NOFOLLOW) == 0, &status);
+      if (done == 0) Convert(status, result);
+      return error.ReturnInt(done);
+    }
   }
   if (auto* real = nextStatx.Get()) return real(directory, path, flags, mask, result);
   return static_cast<int>(syscall(SYS_statx, directory, path, flags, mask, result));
@@ -170,8 +182,10 @@ int InterposedStatx(int directory, const char* path, int flags, unsigned mask,
 int InterposedAccess(const char* path, int mode) __asm__("access");
 int InterposedAccess(const char* path, int mode) {
   const Errno error;
-  if (const auto covered = CoveredPath(AT_FDCWD, path)) {
-    return error.ReturnInt(kernel::Access(*covered, mode));
+  if (MightBeCovered(AT_FDCWD, path)) {
+    if (const auto covered = CoveredPath(AT_FDCWD, path)) {
+      return error.ReturnInt(kernel::Access(*covered, mode));
+    }
   }
   if (auto* real = nextAccess.Get()) return real(path, mode);
   return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
@@ -180,8 +194,10 @@ int InterposedAccess(const char* path, int mode) {
 int InterposedEaccess(const char* path, int mode) __asm__("eaccess");
 int InterposedEaccess(const char* path, int mode) {
   const Errno error;
-  if (const auto covered = CoveredPath(AT_FDCWD, path)) {
-    return error.ReturnInt(kernel::Access(*covered, mode));
+  if (MightBeCovered(AT_FDCWD, path)) {
+    if (const auto covered = CoveredPath(AT_FDCWD, path)) {
+      return error.ReturnInt(kernel::Access(*covered, mode));
+    }
   }
   if (auto* real = nextEaccess.Get()) return real(path, mode);
   return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
@@ -194,7 +210,7 @@ int InterposedFaccessAt(int directory, const char* path, int mode, int flags) {
 
 ssize_t InterposedReadLink(const char* path, char* buffer, size_t size) __asm__("readlink");
 ssize_t InterposedReadLink(const char* path, char* buffer, size_t size) {
-  if (!CoveredPath(AT_FDCWD, path)) {
+  if (!MightBeCovered(AT_FDCWD, path)) {
     if (auto* real = nextReadLink.Get()) return real(path, buffer, size);
   }
   return ReadLinkAt(AT_FDCWD, path, buffer, size);
@@ -218,7 +234,8 @@ ssize_t InterposedReadLinkAtChk(int directory, const char* path, char* buffer, s
 
 char* InterposedRealPath(const char* path, char* resolved) __asm__("realpath");
 char* InterposedRealPath(const char* path, char* resolved) { return RealPath(path, resolved); }
-char* InterposedRealPathChk(const char* path, char* resolved, size_t room) __asm__("__realpath_chk");
+char* InterposedRealPathChk(const char* path, char* resolved,
+                            size_t room) __asm__("__realpath_chk");
 char* InterposedRealPathChk(const char* path, char* resolved, size_t) {
   return RealPath(path, resolved);
 }

@@ -1,6 +1,5 @@
 // Devices coming and going: node numbers, sysfs, unplugging.
 #include <algorithm>
-#include <cstdio>
 
 #include "sim/kernel/host_state.h"
 #include "sim/kernel/sysfs_layout.h"
@@ -8,19 +7,13 @@
 namespace zosim::kernel {
 namespace {
 
-std::string Hex4(unsigned value) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%04x", value & 0xFFFF);
-  return text;
-}
-
 // The USB device's files as the kernel makes them from its descriptors.
 std::map<std::string, std::string> DeviceFiles(const CameraState& camera) {
   const CameraConfig& config = camera.model.config();
   std::map<std::string, std::string> files = {
-      {"idVendor", Hex4(config.vendorId) + "\n"},
-      {"idProduct", Hex4(config.productId) + "\n"},
-      {"bcdDevice", Hex4(config.releaseNumber) + "\n"},
+      {"idVendor", UsbNumberLine(config.vendorId)},
+      {"idProduct", UsbNumberLine(config.productId)},
+      {"bcdDevice", UsbNumberLine(config.releaseNumber)},
       {"serial", std::to_string(config.serialNumber) + "\n"},
   };
   if (!config.productName.empty()) files["product"] = config.productName + "\n";
@@ -43,7 +36,7 @@ void ShowNode(PathTree& paths, const Attachment& attachment, const VideoNode& no
   } else {
     const std::string usbDevice = std::string(kBusDirectory) + "/" + attachment.busPort;
     for (const auto& [file, content] : attachment.sysfs) {
-      paths.AddFile(usbDevice + "/" + file, content);
+      paths.AddFile(std::string(usbDevice).append("/").append(file), content);
     }
     device = usbDevice + "/" + attachment.busPort + ":1.0";
   }
@@ -101,13 +94,15 @@ void PlugCamera(HostState& host, const std::shared_ptr<CameraState>& camera) {
   RebuildPaths(host);
 }
 
-void Detach(HostState& host, std::shared_ptr<Attachment> attachment) {
-  // By value: the caller's pointer may be one of those dropped here.
-  if (!attachment->registered) return;
-  attachment->registered = false;
-  attachment->nodes.clear();  // numbers stay taken by open files only
-  if (attachment->camera != nullptr) attachment->camera->attachment = nullptr;
-  std::erase(host.attachments, attachment);
+void Detach(HostState& host, Attachment& attachment) {
+  const auto found =
+      std::ranges::find(host.attachments, &attachment, &std::shared_ptr<Attachment>::get);
+  if (found == host.attachments.end()) return;  // it went already
+  const std::shared_ptr<Attachment> kept = *found;
+  host.attachments.erase(found);
+  attachment.registered = false;
+  attachment.nodes.clear();  // numbers stay taken by open files only
+  if (attachment.camera != nullptr) attachment.camera->attachment = nullptr;
   RebuildPaths(host);
 }
 
@@ -115,7 +110,7 @@ void UnplugCamera(HostState& host, CameraState& camera, UnplugMode mode) {
   const std::shared_ptr<Attachment> attachment = camera.attachment;
   if (attachment == nullptr) return;
   if (mode == UnplugMode::kPlain) {
-    Detach(host, attachment);
+    Detach(host, *attachment);
     return;
   }
   if (attachment->queue.streaming()) {
@@ -123,7 +118,7 @@ void UnplugCamera(HostState& host, CameraState& camera, UnplugMode mode) {
     attachment->broken = true;
   }
   Schedule(host, camera.timings.lostTransfersMs,
-           [&host, attachment] { Detach(host, attachment); });
+           [&host, attachment] { Detach(host, *attachment); });
 }
 
 }  // namespace zosim::kernel

@@ -17,7 +17,7 @@ struct LogEntry {
   std::string name;  // "open", "VIDIOC_S_FMT", "SET_CUR", "mmap", ...
   int node = -1;     // number of the video node
   int fd = -1;
-  int error = 0;     // 0 or the errno the call ended with
+  int error = 0;  // 0 or the errno the call ended with
   // Transfers only. `bytes` are those sent by a set or delivered by a get.
   uint8_t unit = 0;
   uint8_t selector = 0;

@@ -20,8 +20,9 @@ int Open(const std::string& path, int flags);
 // not before, since its number is free for others from then on.
 void Release(int fd);
 int Ioctl(int fd, unsigned long request, void* argument);
-// The address as an integer.
-long Map(void* address, size_t length, int protection, int flags, int fd, long offset);
+// Stores the address on success.
+int Map(void* address, size_t length, int protection, int flags, int fd, long offset,
+        void** mapped);
 int Unmap(void* address, size_t length);
 // For sets with at least one virtual descriptor; the others are waited for as well. No timeout:
 // null. Leaves errno to the caller like the rest.

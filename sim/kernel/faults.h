@@ -14,7 +14,7 @@ enum class Step {
   kTransfer,  // UVCIOC_CTRL_QUERY
   kSetFormat,
   kSetParm,
-  kRequestBuffers,
+  kRequestBuffers,  // REQBUFS 0 too
   kQueryBuffer,
   kMap,
   kQueueBuffer,
@@ -29,7 +29,7 @@ enum class Step {
 enum class Moment {
   kBeforeTransfer,  // the transfer is under way, the camera has not seen it yet
   kAfterTransfer,
-  kPollReady,       // poll is about to return POLLIN: between poll and dequeue
+  kPollReady,  // poll is about to return POLLIN: between poll and dequeue
   kBeforeDequeue,
   kBeforeQueue,
   kBeforeStreamOn,

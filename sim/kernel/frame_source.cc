@@ -21,6 +21,11 @@ Time::duration FrameTime(const CameraState& camera, const Attachment& attachment
   return std::max(std::chrono::duration_cast<Time::duration>(seconds), kShortestFrameTime);
 }
 
+// A camera that spoils every frame would be asked for the next one for ever at the fastest pace.
+bool SpoilsAll(const CameraState& camera) {
+  return camera.spoiledFrames == kForever && camera.spoiledHow == Spoiled::kDropped;
+}
+
 void CopyOldImage(const CameraState& camera, std::span<uint8_t> bytes) {
   const size_t count = std::min(bytes.size(), camera.lastImage.size());
   std::copy_n(camera.lastImage.begin(), count, bytes.begin());
@@ -59,6 +64,7 @@ std::optional<Time> NextFrameDue(const Attachment& attachment) {
     case Pace::Kind::kManual:
       return std::nullopt;
     case Pace::Kind::kAsFastAsTaken:
+      if (SpoilsAll(*attachment.camera)) return std::nullopt;
       return Time();
     default:
       return attachment.nextFrameAt;
@@ -104,10 +110,7 @@ void ProduceFrames(Attachment& attachment, Time now) {
     case Pace::Kind::kManual:
       return;
     case Pace::Kind::kAsFastAsTaken: {
-      // A camera that spoils every frame would go on for ever here; let it look silent instead.
-      const bool spoilsAll =
-          camera.spoiledFrames == kForever && camera.spoiledHow == Spoiled::kDropped;
-      while (!spoilsAll && !attachment.queue.allTaken()) ProduceOneFrame(attachment, now);
+      while (!SpoilsAll(camera) && !attachment.queue.allTaken()) ProduceOneFrame(attachment, now);
       return;
     }
     default: {

@@ -127,7 +127,7 @@ void RunHooks(Lock& lock, CameraState& camera, Moment moment,
 // Plugging (attachments.cc). Numbers are the lowest free ones.
 void PlugCamera(HostState& host, const std::shared_ptr<CameraState>& camera);
 void UnplugCamera(HostState& host, CameraState& camera, UnplugMode mode);
-void Detach(HostState& host, std::shared_ptr<Attachment> attachment);
+void Detach(HostState& host, Attachment& attachment);  // nothing when it went already
 std::shared_ptr<VideoNode> AddNode(HostState& host, const std::shared_ptr<Attachment>& attachment,
                                    NodeKind kind);
 void RebuildPaths(HostState& host);

@@ -2,7 +2,6 @@
 #include "sim/kernel/ioctls.h"
 
 #include <cerrno>
-#include <cstdio>
 
 #include "sim/kernel/calls.h"
 
@@ -11,26 +10,46 @@ namespace {
 
 const char* NameOf(uint32_t request) {
   switch (request) {
-    case VIDIOC_QUERYCAP: return "VIDIOC_QUERYCAP";
-    case VIDIOC_ENUM_FMT: return "VIDIOC_ENUM_FMT";
-    case VIDIOC_ENUM_FRAMESIZES: return "VIDIOC_ENUM_FRAMESIZES";
-    case VIDIOC_ENUM_FRAMEINTERVALS: return "VIDIOC_ENUM_FRAMEINTERVALS";
-    case VIDIOC_ENUMINPUT: return "VIDIOC_ENUMINPUT";
-    case VIDIOC_G_INPUT: return "VIDIOC_G_INPUT";
-    case VIDIOC_S_INPUT: return "VIDIOC_S_INPUT";
-    case VIDIOC_G_FMT: return "VIDIOC_G_FMT";
-    case VIDIOC_TRY_FMT: return "VIDIOC_TRY_FMT";
-    case VIDIOC_S_FMT: return "VIDIOC_S_FMT";
-    case VIDIOC_G_PARM: return "VIDIOC_G_PARM";
-    case VIDIOC_S_PARM: return "VIDIOC_S_PARM";
-    case VIDIOC_REQBUFS: return "VIDIOC_REQBUFS";
-    case VIDIOC_QUERYBUF: return "VIDIOC_QUERYBUF";
-    case VIDIOC_QBUF: return "VIDIOC_QBUF";
-    case VIDIOC_DQBUF: return "VIDIOC_DQBUF";
-    case VIDIOC_STREAMON: return "VIDIOC_STREAMON";
-    case VIDIOC_STREAMOFF: return "VIDIOC_STREAMOFF";
-    case UVCIOC_CTRL_QUERY: return "UVCIOC_CTRL_QUERY";
-    default: return nullptr;
+    case VIDIOC_QUERYCAP:
+      return "VIDIOC_QUERYCAP";
+    case VIDIOC_ENUM_FMT:
+      return "VIDIOC_ENUM_FMT";
+    case VIDIOC_ENUM_FRAMESIZES:
+      return "VIDIOC_ENUM_FRAMESIZES";
+    case VIDIOC_ENUM_FRAMEINTERVALS:
+      return "VIDIOC_ENUM_FRAMEINTERVALS";
+    case VIDIOC_ENUMINPUT:
+      return "VIDIOC_ENUMINPUT";
+    case VIDIOC_G_INPUT:
+      return "VIDIOC_G_INPUT";
+    case VIDIOC_S_INPUT:
+      return "VIDIOC_S_INPUT";
+    case VIDIOC_G_FMT:
+      return "VIDIOC_G_FMT";
+    case VIDIOC_TRY_FMT:
+      return "VIDIOC_TRY_FMT";
+    case VIDIOC_S_FMT:
+      return "VIDIOC_S_FMT";
+    case VIDIOC_G_PARM:
+      return "VIDIOC_G_PARM";
+    case VIDIOC_S_PARM:
+      return "VIDIOC_S_PARM";
+    case VIDIOC_REQBUFS:
+      return "VIDIOC_REQBUFS";
+    case VIDIOC_QUERYBUF:
+      return "VIDIOC_QUERYBUF";
+    case VIDIOC_QBUF:
+      return "VIDIOC_QBUF";
+    case VIDIOC_DQBUF:
+      return "VIDIOC_DQBUF";
+    case VIDIOC_STREAMON:
+      return "VIDIOC_STREAMON";
+    case VIDIOC_STREAMOFF:
+      return "VIDIOC_STREAMOFF";
+    case UVCIOC_CTRL_QUERY:
+      return "UVCIOC_CTRL_QUERY";
+    default:
+      return nullptr;
   }
 }
 
@@ -41,29 +60,47 @@ int With(void* argument, const IoctlCall& call, Handler handler) {
 
 int Dispatch(const IoctlCall& call, uint32_t request, void* argument) {
   switch (request) {
-    case VIDIOC_QUERYCAP: return With<v4l2_capability>(argument, call, QueryCapability);
-    case VIDIOC_ENUM_FMT: return With<v4l2_fmtdesc>(argument, call, EnumerateFormat);
-    case VIDIOC_ENUM_FRAMESIZES: return With<v4l2_frmsizeenum>(argument, call, EnumerateFrameSize);
+    case VIDIOC_QUERYCAP:
+      return With<v4l2_capability>(argument, call, QueryCapability);
+    case VIDIOC_ENUM_FMT:
+      return With<v4l2_fmtdesc>(argument, call, EnumerateFormat);
+    case VIDIOC_ENUM_FRAMESIZES:
+      return With<v4l2_frmsizeenum>(argument, call, EnumerateFrameSize);
     case VIDIOC_ENUM_FRAMEINTERVALS:
       return With<v4l2_frmivalenum>(argument, call, EnumerateInterval);
-    case VIDIOC_ENUMINPUT: return With<v4l2_input>(argument, call, EnumerateInput);
+    case VIDIOC_ENUMINPUT:
+      return With<v4l2_input>(argument, call, EnumerateInput);
     case VIDIOC_G_INPUT:
       *static_cast<int*>(argument) = 0;
       return 0;
-    case VIDIOC_S_INPUT: return *static_cast<int*>(argument) == 0 ? 0 : EINVAL;
-    case VIDIOC_G_FMT: return With<v4l2_format>(argument, call, GetFormat);
-    case VIDIOC_TRY_FMT: return With<v4l2_format>(argument, call, TryFormat);
-    case VIDIOC_S_FMT: return With<v4l2_format>(argument, call, SetFormat);
-    case VIDIOC_G_PARM: return With<v4l2_streamparm>(argument, call, GetParm);
-    case VIDIOC_S_PARM: return With<v4l2_streamparm>(argument, call, SetParm);
-    case VIDIOC_REQBUFS: return With<v4l2_requestbuffers>(argument, call, RequestBuffers);
-    case VIDIOC_QUERYBUF: return With<v4l2_buffer>(argument, call, QueryBuffer);
-    case VIDIOC_QBUF: return With<v4l2_buffer>(argument, call, QueueBuffer);
-    case VIDIOC_DQBUF: return With<v4l2_buffer>(argument, call, DequeueBuffer);
-    case VIDIOC_STREAMON: return With<int>(argument, call, StreamOn);
-    case VIDIOC_STREAMOFF: return With<int>(argument, call, StreamOff);
-    case UVCIOC_CTRL_QUERY: return With<uvc_xu_control_query>(argument, call, QueryExtensionUnit);
-    default: return ENOTTY;
+    case VIDIOC_S_INPUT:
+      return *static_cast<int*>(argument) == 0 ? 0 : EINVAL;
+    case VIDIOC_G_FMT:
+      return With<v4l2_format>(argument, call, GetFormat);
+    case VIDIOC_TRY_FMT:
+      return With<v4l2_format>(argument, call, TryFormat);
+    case VIDIOC_S_FMT:
+      return With<v4l2_format>(argument, call, SetFormat);
+    case VIDIOC_G_PARM:
+      return With<v4l2_streamparm>(argument, call, GetParm);
+    case VIDIOC_S_PARM:
+      return With<v4l2_streamparm>(argument, call, SetParm);
+    case VIDIOC_REQBUFS:
+      return With<v4l2_requestbuffers>(argument, call, RequestBuffers);
+    case VIDIOC_QUERYBUF:
+      return With<v4l2_buffer>(argument, call, QueryBuffer);
+    case VIDIOC_QBUF:
+      return With<v4l2_buffer>(argument, call, QueueBuffer);
+    case VIDIOC_DQBUF:
+      return With<v4l2_buffer>(argument, call, DequeueBuffer);
+    case VIDIOC_STREAMON:
+      return With<int>(argument, call, StreamOn);
+    case VIDIOC_STREAMOFF:
+      return With<int>(argument, call, StreamOff);
+    case UVCIOC_CTRL_QUERY:
+      return With<uvc_xu_control_query>(argument, call, QueryExtensionUnit);
+    default:
+      return ENOTTY;
   }
 }
 
@@ -90,13 +127,7 @@ int Ioctl(int fd, unsigned long request, void* argument) {
   entry.call = code == UVCIOC_CTRL_QUERY ? Call::kTransfer : Call::kIoctl;
   entry.node = file->node->number;
   entry.fd = fd;
-  if (const char* name = NameOf(code)) {
-    entry.name = name;
-  } else {
-    char text[32];
-    std::snprintf(text, sizeof text, "ioctl 0x%08x", code);
-    entry.name = text;
-  }
+  entry.name = NameOf(code) != nullptr ? NameOf(code) : "ioctl " + std::to_string(code);
   if (!file->attachment->registered) {
     entry.error = ENODEV;
   } else if (NameOf(code) == nullptr) {

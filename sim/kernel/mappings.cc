@@ -25,7 +25,8 @@ int FindBuffer(const OpenFile& file, size_t length, int protection, int flags, l
 
 }  // namespace
 
-long Map(void* address, size_t length, int protection, int flags, int fd, long offset) {
+int Map(void* address, size_t length, int protection, int flags, int fd, long offset,
+        void** mapped) {
   HostState& host = State();
   Lock lock(host.mutex);
   Advance(host);
@@ -46,20 +47,21 @@ long Map(void* address, size_t length, int protection, int flags, int fd, long o
   if (entry.error == 0) {
     entry.error = FindBuffer(*file, length, protection, flags, offset, &memory);
   }
-  void* mapped = MAP_FAILED;
+  void* made = MAP_FAILED;
   if (entry.error == 0) {
-    mapped = mmap(address, length, protection, flags, memory->file(), 0);
-    if (mapped == MAP_FAILED) entry.error = errno;
+    made = mmap(address, length, protection, flags, memory->file(), 0);
+    if (made == MAP_FAILED) entry.error = errno;
   }
   host.log.Add(entry);
   if (entry.error != 0) return -entry.error;
-  const auto at = reinterpret_cast<uintptr_t>(mapped);
+  const auto at = reinterpret_cast<uintptr_t>(made);
   if (!mappingClaims.Add(at)) {
-    munmap(mapped, length);
+    munmap(made, length);
     return -ENOMEM;
   }
   host.mappings[at] = {file, std::move(memory), length};
-  return static_cast<long>(at);
+  *mapped = made;
+  return 0;
 }
 
 int Unmap(void* address, size_t length) {

@@ -38,7 +38,7 @@ void Describe(const PathEntry& entry, struct stat* result) {
     case PathEntry::Kind::kVideoNode:
       result->st_mode = S_IFCHR | 0660;
       result->st_rdev = makedev(kVideoMajor, static_cast<unsigned>(entry.number));
-      result->st_ino = static_cast<ino_t>(1000 + entry.number);
+      result->st_ino = 1000 + static_cast<ino_t>(entry.number);
       break;
   }
 }
@@ -75,8 +75,8 @@ int Access(const std::string& path, int mode) {
     Lock lock(host.mutex);
     const auto node = host.numbers[found->entry.number].lock();
     const auto attachment = node ? node->attachment.lock() : nullptr;
-    const bool denied = attachment != nullptr && attachment->camera != nullptr &&
-                        attachment->camera->accessDenied;
+    const bool denied =
+        attachment != nullptr && attachment->camera != nullptr && attachment->camera->accessDenied;
     return denied && (mode & (R_OK | W_OK)) != 0 ? -EACCES : 0;
   }
   return (mode & W_OK) != 0 ? -EACCES : 0;

@@ -83,7 +83,8 @@ std::optional<PathTree::Found> PathTree::Find(std::string_view path, bool follow
       current.erase(current.empty() ? 0 : current.rfind('/'));
       continue;
     }
-    const std::string next = current + "/" + part;
+    std::string next = current;
+    next.append("/").append(part);
     const auto found = entries_.find(next);
     if (found == entries_.end()) return std::nullopt;
     const PathEntry& entry = found->second;

@@ -124,7 +124,8 @@ int Poll(pollfd* fds, size_t count, const timespec* timeout, const sigset_t* mas
     }
     std::optional<nanoseconds> wait;
     if (deadline) wait = std::max(nanoseconds(0), nanoseconds(*deadline - now()));
-    if (AnyNodeWithoutInput(fds, count)) wait = std::min(wait.value_or(kUnwantedLook), kUnwantedLook);
+    if (AnyNodeWithoutInput(fds, count))
+      wait = std::min(wait.value_or(kUnwantedLook), kUnwantedLook);
     auto all = RealSet(fds, count, true);
     const int result = WaitOnReal(all, wait, mask);
     if (result < 0) return result;

@@ -34,9 +34,9 @@ void FillParm(const FrameInterval& interval, v4l2_streamparm& parm) {
 // Distance of a wanted time per frame from an offered one; x/0 is endless, 0/x is none at all.
 double Distance(const v4l2_fract& wanted, const FrameInterval& offered) {
   constexpr double kEndless = 1e9;
-  const double seconds =
-      wanted.denominator == 0 ? kEndless
-                              : static_cast<double>(wanted.numerator) / wanted.denominator;
+  const double seconds = wanted.denominator == 0
+                             ? kEndless
+                             : static_cast<double>(wanted.numerator) / wanted.denominator;
   return std::abs(seconds - static_cast<double>(offered.numerator) / offered.denominator);
 }
 

@@ -35,8 +35,7 @@ int QueryCapability(const IoctlCall& call, v4l2_capability& capability) {
   capability.version = 6 << 16 | 1 << 8 | 192;
   const bool isMetadata = call.file.node->kind == NodeKind::kMetadata;
   constexpr uint32_t kAlways = V4L2_CAP_STREAMING | V4L2_CAP_EXT_PIX_FORMAT;
-  capability.device_caps = kAlways | (isMetadata ? V4L2_CAP_META_CAPTURE
-                                      : V4L2_CAP_VIDEO_CAPTURE);
+  capability.device_caps = kAlways | (isMetadata ? V4L2_CAP_META_CAPTURE : V4L2_CAP_VIDEO_CAPTURE);
   capability.capabilities =
       kAlways | V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_META_CAPTURE | V4L2_CAP_DEVICE_CAPS;
   return 0;

@@ -16,15 +16,24 @@ constexpr uint8_t kCanSet = 0x02;
 
 const char* NameOf(uint8_t query) {
   switch (query) {
-    case UVC_SET_CUR: return "SET_CUR";
-    case UVC_GET_CUR: return "GET_CUR";
-    case UVC_GET_MIN: return "GET_MIN";
-    case UVC_GET_MAX: return "GET_MAX";
-    case UVC_GET_RES: return "GET_RES";
-    case UVC_GET_DEF: return "GET_DEF";
-    case UVC_GET_LEN: return "GET_LEN";
-    case UVC_GET_INFO: return "GET_INFO";
-    default: return nullptr;
+    case UVC_SET_CUR:
+      return "SET_CUR";
+    case UVC_GET_CUR:
+      return "GET_CUR";
+    case UVC_GET_MIN:
+      return "GET_MIN";
+    case UVC_GET_MAX:
+      return "GET_MAX";
+    case UVC_GET_RES:
+      return "GET_RES";
+    case UVC_GET_DEF:
+      return "GET_DEF";
+    case UVC_GET_LEN:
+      return "GET_LEN";
+    case UVC_GET_INFO:
+      return "GET_INFO";
+    default:
+      return nullptr;
   }
 }
 
@@ -42,13 +51,20 @@ int Check(const ControlInfo& control, const uvc_xu_control_query& query) {
 
 int ErrorOf(StallReason reason) {
   switch (reason) {
-    case StallReason::kNone: return EPIPE;
-    case StallReason::kNotReady: return EBUSY;
-    case StallReason::kWrongState: return EILSEQ;
-    case StallReason::kPower: return EREMOTE;
-    case StallReason::kOutOfRange: return ERANGE;
-    case StallReason::kInvalidValue: return EINVAL;
-    default: return EIO;
+    case StallReason::kNone:
+      return EPIPE;
+    case StallReason::kNotReady:
+      return EBUSY;
+    case StallReason::kWrongState:
+      return EILSEQ;
+    case StallReason::kPower:
+      return EREMOTE;
+    case StallReason::kOutOfRange:
+      return ERANGE;
+    case StallReason::kInvalidValue:
+      return EINVAL;
+    default:
+      return EIO;
   }
 }
 
@@ -72,7 +88,8 @@ TransferResult Transfer(Firmware& firmware, const ControlInfo& control,
       PutLittle16(data, 0, control.size);
       return TransferResult::Done();
     case UVC_GET_INFO:
-      data[0] = static_cast<uint8_t>((control.canGet ? kCanGet : 0) | (control.canSet ? kCanSet : 0));
+      data[0] =
+          static_cast<uint8_t>((control.canGet ? kCanGet : 0) | (control.canSet ? kCanSet : 0));
       return TransferResult::Done();
     default:
       return TransferResult::Stall(StallReason::kInvalidRequest);
@@ -83,9 +100,10 @@ TransferResult Transfer(Firmware& firmware, const ControlInfo& control,
 void ScheduleReconnect(HostState& host, const std::shared_ptr<CameraState>& camera) {
   Schedule(host, camera->timings.reconnectLeaveMs, [&host, camera] {
     if (camera->attachment == nullptr) return;
-    Detach(host, camera->attachment);
+    Detach(host, *camera->attachment);
     if (camera->timings.reconnectReturnMs < 0) return;
-    Schedule(host, camera->timings.reconnectReturnMs, [&host, camera] { PlugCamera(host, camera); });
+    Schedule(host, camera->timings.reconnectReturnMs,
+             [&host, camera] { PlugCamera(host, camera); });
   });
 }
 

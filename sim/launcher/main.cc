@@ -44,7 +44,7 @@ class UsageFormatter : public CLI::Formatter {
 };
 
 int Fail(int status, const std::string& message) {
-  std::fprintf(stderr, "zocam-sim: %s\n", message.c_str());
+  (void)std::fprintf(stderr, "zocam-sim: %s\n", message.c_str());
   return status;
 }
 
@@ -66,6 +66,7 @@ int Run(std::vector<std::string>& command, const std::string& setup) {
   Preload(library, AddressSanitizerOf(program));
   setenv(kSetupVariable, setup.c_str(), 1);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (std::string& argument : command) arguments.push_back(argument.data());
   arguments.push_back(nullptr);
   execv(program.c_str(), arguments.data());
@@ -79,14 +80,16 @@ int Main(std::vector<std::string> arguments) {
   std::vector<std::string> command(hasCommand ? dashes + 1 : dashes, arguments.end());
   std::vector<std::string> options(arguments.begin(), dashes);
 
-  CLI::App app("Runs a program with virtual cameras plugged in: /dev/videoN, the UVC driver and\n"
-               "sysfs are simulated inside the program; cameras that are really there are hidden.");
+  CLI::App app(
+      "Runs a program with virtual cameras plugged in: /dev/videoN, the UVC driver and\n"
+      "sysfs are simulated inside the program; cameras that are really there are hidden.");
   app.name("zocam-sim");
   app.formatter(std::make_shared<UsageFormatter>());
-  app.footer(std::string(kCameraKeysHelp) +
-             "\n\nCameras and nodes take the numbers from /dev/video0 on, in the order given. Without\n"
-             "any, one camera 6103 is plugged in.\n\n"
-             "Example: zocam-sim --camera 6103 --camera 6110,scene=uniform:300 -- zocam list");
+  app.footer(
+      std::string(kCameraKeysHelp) +
+      "\n\nCameras and nodes take the numbers from /dev/video0 on, in the order given. Without\n"
+      "any, one camera 6103 is plugged in.\n\n"
+      "Example: zocam-sim --camera 6103 --camera 6110,scene=uniform:300 -- zocam list");
   // Collected as they are parsed; a vector for each option would lose the order between them.
   std::string setup;
   std::string problem;

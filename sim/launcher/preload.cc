@@ -52,7 +52,7 @@ void PlugIn(const Request& request) {
     if (parsed.request) {
       PlugIn(*parsed.request);
     } else {
-      std::fprintf(stderr, "zocam-sim: %s: %s\n", kSetupVariable, parsed.error.c_str());
+      (void)std::fprintf(stderr, "zocam-sim: %s: %s\n", kSetupVariable, parsed.error.c_str());
     }
   }
 }

@@ -27,18 +27,19 @@ fs::path FindPreloadLibrary() {
   if (error) return {};
   const fs::path here = self.parent_path();
   for (const fs::path& directory : {here, here / "../lib", here / ".." / ZOCAM_SIM_LIBDIR}) {
-    const fs::path candidate = fs::weakly_canonical(directory / kLibraryName, error);
+    fs::path candidate = fs::weakly_canonical(directory / kLibraryName, error);
     if (!error && fs::exists(candidate, error)) return candidate;
   }
   return {};
 }
 
 fs::path FindProgram(const std::string& program) {
-  if (program.find('/') != std::string::npos) return CanRun(program) ? fs::path(program) : fs::path();
+  if (program.find('/') != std::string::npos)
+    return CanRun(program) ? fs::path(program) : fs::path();
   const char* path = std::getenv("PATH");
   std::istringstream directories{std::string(path != nullptr ? path : "/usr/bin:/bin")};
   for (std::string directory; std::getline(directories, directory, ':');) {
-    const fs::path candidate = fs::path(directory.empty() ? "." : directory) / program;
+    fs::path candidate = fs::path(directory.empty() ? "." : directory) / program;
     if (CanRun(candidate)) return candidate;
   }
   return {};

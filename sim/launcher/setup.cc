@@ -110,10 +110,8 @@ const std::map<std::string, Setter, std::less<>>& Setters() {
        [](CameraRequest& camera, const std::string& value) {
          camera.scene = ToScene(value, ModelOf(camera.config.productId));
        }},
-      {"metadata",
-       [](CameraRequest& camera, const std::string& value) {
-         camera.config.metadataNode = OnOff(value);
-       }},
+      {"metadata", [](CameraRequest& camera,
+                      const std::string& value) { camera.config.metadataNode = OnOff(value); }},
       {"resolution",
        [](CameraRequest& camera, const std::string& value) {
          if (value != "10" && value != "100") throw ValueError{"it is 10 or 100"};

@@ -18,9 +18,9 @@ struct CameraRequest {
   CameraConfig config;
   Pace pace;
   std::optional<Scene> scene;
-  std::optional<uint8_t> revision;        // wrong footer revision
-  std::optional<double> unplugSeconds;    // after the program's start
-  std::optional<double> replugSeconds;    // after the unplug
+  std::optional<uint8_t> revision;      // wrong footer revision
+  std::optional<double> unplugSeconds;  // after the program's start
+  std::optional<double> replugSeconds;  // after the unplug
 };
 
 enum class NodeRequest { kForeign, kNone, kGap };

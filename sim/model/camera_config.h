@@ -21,10 +21,10 @@ struct CameraConfig {
 
   uint32_t startTimeMs = 4000;  // camera time of the first frame
   CameraLife life = {};
-  bool fineResolution = true;    // revision 14: words in 1/100 K, else in 1/10 K
-  uint16_t correctionFlag = 0;   // telemetry word at 416
-  uint16_t stretchFlag = 0;      // telemetry word at 330
-  double noiseKelvin = 0.0;      // standard deviation of the sensor noise
+  bool fineResolution = true;   // revision 14: words in 1/100 K, else in 1/10 K
+  uint16_t correctionFlag = 0;  // telemetry word at 416
+  uint16_t stretchFlag = 0;     // telemetry word at 330
+  double noiseKelvin = 0.0;     // standard deviation of the sensor noise
   uint64_t noiseSeed = 1;
 };
 

@@ -26,7 +26,8 @@ void EncodeFrame(const ProductModel& model, const Telemetry& telemetry, uint8_t 
                  const KelvinOfPixel& kelvin, std::span<uint8_t> frame) {
   if (model.rawKind == RawKind::kCounts) {
     const SensorCounts counts(telemetry, model.revision);
-    EncodeImage(model, kelvin, [&](double k) { return counts.CountFor(k); }, frame);
+    EncodeImage(
+        model, kelvin, [&](double k) { return counts.CountFor(k); }, frame);
   } else {
     const double resolution = telemetry.resolutionFlag != 0 ? 100.0 : 10.0;
     const auto wordOf = [resolution](double k) {

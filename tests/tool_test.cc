@@ -1,0 +1,274 @@
+// The zocam command, run as users run it: on virtual cameras, through the launcher. What the
+// launcher cannot stage is staged in this process, with the tool's own scan.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "sim/virtual_host.h"
+#include "tools/node_scan.h"
+
+namespace {
+
+using std::filesystem::path;
+
+struct Outcome {
+  int status;
+  std::string out;  // standard output and error together
+};
+
+Outcome Shell(const std::string& line) {
+  Outcome outcome{-1, ""};
+  FILE* pipe = popen(("{ " + line + "; } 2>&1 </dev/null").c_str(), "r");
+  if (pipe == nullptr) return outcome;
+  char buffer[4096];
+  while (size_t length = fread(buffer, 1, sizeof buffer, pipe)) outcome.out.append(buffer, length);
+  const int ended = pclose(pipe);
+  outcome.status = WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+  return outcome;
+}
+
+// Runs "zocam ARGUMENTS" with the launcher's options, e.g. "-c 6103".
+Outcome Zocam(const std::string& cameras, const std::string& arguments) {
+  return Shell(ZOCAM_SIM " " + cameras + " -- " ZOCAM_TOOL " " + arguments);
+}
+
+bool Has(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+struct Png {
+  uint32_t width = 0, height = 0;
+  int bitDepth = 0;
+  std::map<std::string, std::string> texts;
+  std::vector<std::vector<uint8_t>> rows;
+
+  unsigned Sample16(size_t x, size_t y) const {
+    return static_cast<unsigned>(rows[y][2 * x] << 8 | rows[y][2 * x + 1]);
+  }
+};
+
+Png ReadPng(const path& file) {
+  Png result;
+  FILE* stream = fopen(file.c_str(), "rb");
+  if (stream == nullptr) return result;
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  png_init_io(png, stream);
+  png_read_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
+  result.width = png_get_image_width(png, info);
+  result.height = png_get_image_height(png, info);
+  result.bitDepth = png_get_bit_depth(png, info);
+  for (uint32_t y = 0; y < result.height; ++y) {
+    const png_bytep row = png_get_rows(png, info)[y];
+    result.rows.emplace_back(row, row + png_get_rowbytes(png, info));
+  }
+  png_textp texts = nullptr;
+  for (int i = png_get_text(png, info, &texts, nullptr); i-- > 0;)
+    result.texts[texts[i].key] = texts[i].text;
+  png_destroy_read_struct(&png, &info, nullptr);
+  fclose(stream);
+  return result;
+}
+
+class Tool : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = testing::TempDir() + "zocam-tool-XXXXXX";
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+  std::string File(const char* name) const { return folder_ / name; }
+  size_t FileCount() const {
+    return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder_), {}));
+  }
+  path folder_;
+};
+
+TEST_F(Tool, ListsCamerasPastAGapAndSaysWhyOthersCannotBeUsed) {
+  const std::string cameras =
+      "-c 6103,serial=42 -n foreign -c 6110,firmware=0x0099 -n gap -c 6101,name= -c 6102,serial=7";
+  const Outcome text = Zocam(cameras, "list");
+  EXPECT_EQ(text.status, 0);
+  EXPECT_TRUE(Has(text.out, "/dev/video0  0x6103  Thermal Camera  serial 42  firmware 1.10\n"));
+  EXPECT_TRUE(Has(text.out, "firmware is older than 1.00"));
+  EXPECT_FALSE(Has(text.out, "/dev/video1 ")) << "the metadata node is no camera";
+
+  const auto json = nlohmann::json::parse(Zocam(cameras, "list --json").out);
+  ASSERT_EQ(json["cameras"].size(), 2u);
+  EXPECT_EQ(json["cameras"][0]["beyondLibraryScan"], false);
+  EXPECT_EQ(json["cameras"][1]["serial"], "7");
+  EXPECT_EQ(json["cameras"][1]["beyondLibraryScan"], true);
+  ASSERT_EQ(json["refused"].size(), 2u);
+  EXPECT_EQ(json["refused"][0]["node"], "/dev/video3");
+  EXPECT_TRUE(Has(json["refused"][1]["reason"], "product name"));
+
+  const Outcome none = Zocam("-n foreign", "list");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_TRUE(Has(none.out, "No camera is connected"));
+}
+
+TEST_F(Tool, ExplainsWhatTheOperatingSystemRefuses) {
+  struct Case {
+    const char* expected;
+    void (*stage)(zosim::VirtualCamera&);
+  };
+  const Case cases[] = {
+      {"udev rule", [](zosim::VirtualCamera& camera) { camera.DenyAccess(true); }},
+      {"another program",
+       [](zosim::VirtualCamera& camera) { camera.FailStep(zosim::Step::kOpen, EBUSY); }},
+      {"no answer", [](zosim::VirtualCamera& camera) { camera.FailTransfer(1, EPIPE); }},
+  };
+  for (const Case& one : cases) {
+    zosim::Host().Reset();
+    const auto working = zosim::Host().PlugCamera();
+    const auto refused = zosim::Host().PlugCamera();
+    one.stage(*refused);
+    const NodeScan scan = ScanNodes();
+    ASSERT_EQ(scan.cameras.size(), 1u) << one.expected;
+    ASSERT_EQ(scan.refused.size(), 1u) << one.expected;
+    EXPECT_EQ(scan.refused[0].node, refused->DevicePath());
+    EXPECT_TRUE(Has(RefusalText(scan.refused[0]), one.expected)) << RefusalText(scan.refused[0]);
+  }
+  zosim::Host().Reset();
+}
+
+TEST_F(Tool, ChoosesTheCameraBySerialNumberOrNodeAndNeverGuesses) {
+  const std::string two = "-c 6103,serial=42 -c 6110,serial=43";
+  EXPECT_TRUE(Has(Zocam("-c 6110", "info").out, "0x6110"));
+  EXPECT_TRUE(Has(Zocam(two, "info 43").out, "0x6110"));
+  EXPECT_TRUE(Has(Zocam(two, "info 0x2a").out, "0x6103"));
+  EXPECT_EQ(nlohmann::json::parse(Zocam(two, "info --json /dev/video2").out)["serial"], "43");
+  const struct {
+    const char* device;
+    const char* expected;
+  } failures[] = {
+      {"", "several cameras"},         {"44", "serial number 44"},
+      {"4x", "neither a serial"},      {"/dev/video1", "metadata node"},
+      {"/dev/video9", "no such node"}, {"/nowhere", "No such file"},
+  };
+  for (const auto& failure : failures) {
+    const Outcome outcome = Zocam(two, std::string("info ") + failure.device);
+    EXPECT_EQ(outcome.status, 1) << failure.device;
+    EXPECT_TRUE(Has(outcome.out, failure.expected)) << outcome.out;
+  }
+}
+
+// Products with each kind of frames, at both temperature resolutions.
+class Snapshot : public Tool, public testing::WithParamInterface<const char*> {};
+
+TEST_P(Snapshot, KeepsTheMeasuredTemperatures) {
+  constexpr double kKelvin = 301.5;
+  const std::string camera = std::string("-c ") + GetParam() + ",fps=100,scene=uniform:301.5";
+  const Outcome outcome =
+      Zocam(camera, "snapshot --average 3 --raw16 " + File("v.png") + " --csv " + File("t.csv"));
+  ASSERT_EQ(outcome.status, 0) << outcome.out;
+  Png values = ReadPng(File("v.png"));
+  EXPECT_EQ(values.bitDepth, 16);
+  const double resolution = std::stod(values.texts.at("Resolution"));
+  EXPECT_EQ(values.texts.at("Unit"), "1/" + values.texts.at("Resolution") + " K");
+  std::ifstream csv(File("t.csv"));
+  for (size_t y = 0; y < values.height; ++y) {
+    for (size_t x = 0; x < values.width; ++x) {
+      ASSERT_NEAR(values.Sample16(x, y) / resolution, kKelvin, 0.2) << x << ", " << y;
+      double celsius = 0.0;
+      csv >> celsius;
+      csv.get();  // comma or line end
+      ASSERT_NEAR(celsius + 273.15, values.Sample16(x, y) / resolution, 0.006);
+    }
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Cameras, Snapshot,
+                         testing::Values("6110", "6102", "6103", "6101,resolution=10"));
+
+TEST_F(Tool, RendersTheMeanOfFramesLikeAFrame) {
+  // Without noise the mean is the frame: a correction made twice, or none, would show.
+  const std::string camera = "-c 6103,fps=100,noise=off,scene=gradient:290:310";
+  for (const char* gain : {"manual", "linear", "nonlinear"}) {
+    const std::string how = std::string("snapshot --gain ") + gain + " -o ";
+    ASSERT_EQ(Zocam(camera, how + File("1.png")).status, 0);
+    ASSERT_EQ(Zocam(camera, how + File("4.png") + " --average 4").status, 0);
+    EXPECT_EQ(ReadPng(File("1.png")).rows, ReadPng(File("4.png")).rows) << gain;
+  }
+}
+
+TEST_F(Tool, DrawsTheChosenRangeBesideThePicture) {
+  const std::string camera = "-c 6103,fps=100,noise=off,scene=uniform:300 ";
+  const std::string gray = "snapshot --format gray --gain manual --range 21.85:31.85 --scale 2 -o ";
+  ASSERT_EQ(Zocam(camera, gray + File("bar.png")).status, 0);
+  ASSERT_EQ(Zocam(camera, gray + File("bare.png") + " --no-bar").status, 0);
+  const Png bare = ReadPng(File("bare.png"));
+  EXPECT_EQ(bare.width, 320u);
+  EXPECT_EQ(bare.height, 240u);
+  EXPECT_NEAR(bare.rows[120][3 * 160], 127, 4) << "300 K lie in the middle of the range";
+  // Down the scale: white to black, half way the grey of the picture.
+  const Png withBar = ReadPng(File("bar.png"));
+  ASSERT_GT(withBar.width, 340u);
+  const size_t column = 3 * 336;
+  EXPECT_GT(withBar.rows[26][column], 240);
+  EXPECT_LT(withBar.rows[228][column], 12);
+  EXPECT_NEAR(withBar.rows[126][column], 127, 8);
+}
+
+TEST_F(Tool, WaitsForTheFirstCorrectionAndTellsFramesOfAnotherModel) {
+  const Outcome waited = Zocam("-c 6110,start=2.5,fps=100", "snapshot --csv " + File("t.csv"));
+  EXPECT_EQ(waited.status, 0);
+  EXPECT_TRUE(Has(waited.out, "waiting for the camera's first"));
+  const Outcome foreign = Zocam("-c 6110,revision=14", "snapshot --csv " + File("u.csv"));
+  EXPECT_EQ(foreign.status, 1);
+  EXPECT_TRUE(Has(foreign.out, "telemetry revision"));
+}
+
+TEST_F(Tool, LeavesNoPartOfAFileThatCannotBeWritten) {
+  for (const std::string& target : {std::string("/dev/full"), File("no/such/folder.png"),
+                                    folder_.string(), std::string("/proc/nothing.png")}) {
+    const Outcome outcome = Zocam("-c 6101,fps=100", "snapshot -o " + target);
+    EXPECT_EQ(outcome.status, 1) << target;
+    EXPECT_TRUE(Has(outcome.out, "cannot write " + target)) << outcome.out;
+  }
+  // A limit on file sizes ends the write in the middle, as a full disk does. The table takes 115
+  // KB; the limit leaves room for what the virtual camera keeps in files.
+  std::ofstream(File("kept.csv")) << "old";
+  const Outcome full = Shell("trap '' XFSZ; ulimit -f 200; " ZOCAM_SIM
+                             " -c 6103,fps=100 -- " ZOCAM_TOOL " snapshot --csv " +
+                             File("kept.csv"));
+  EXPECT_EQ(full.status, 1);
+  EXPECT_TRUE(Has(full.out, "cannot write")) << full.out;
+  std::stringstream kept;
+  kept << std::ifstream(File("kept.csv")).rdbuf();
+  EXPECT_EQ(kept.str(), "old");
+  EXPECT_EQ(FileCount(), 1u) << "a temporary file was left";
+  EXPECT_EQ(Zocam("-c 6101", "list >/dev/full").status, 1);
+}
+
+TEST_F(Tool, SendsCommandsWrittenInHexadecimal) {
+  const Outcome got = Zocam("-c 6103", "command get 0200:0048 2");
+  EXPECT_EQ(got.status, 0);
+  EXPECT_EQ(got.out, "0000 0000\n");
+  EXPECT_EQ(Zocam("-c 6103", "command set 4EC4 1 0").out, "done\n");
+  EXPECT_EQ(Zocam("-c 6103", "command run 12345").status, 1);
+  EXPECT_EQ(Zocam("-c 6103", "command set 4EC4").status, 2);
+}
+
+TEST_F(Tool, WatchesInATerminalOrIntoAPipeAndSaysWhenTheCameraIsGone) {
+  const Outcome piped = Zocam("-c 6103,fps=50,scene=uniform:300", "watch --frames 3");
+  EXPECT_EQ(piped.status, 0);
+  EXPECT_TRUE(Has(piped.out, "\x1b[38;2;"));
+  EXPECT_TRUE(Has(piped.out, "centre 26."));
+  EXPECT_FALSE(Has(piped.out, "\x1b[?1049h")) << "a pipe has no screen to take over";
+  const Outcome gone = Zocam("-c 6103,unplug=0.5", "watch");
+  EXPECT_EQ(gone.status, 1);
+  EXPECT_TRUE(Has(gone.out, "vanished")) << gone.out;
+}
+
+}  // namespace

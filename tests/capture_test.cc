@@ -60,6 +60,7 @@ class Capture : public testing::Test {
  protected:
   void SetUp() override {
     Host().Reset();
+    std::thread([] {}).join();  // a sanitizer starts its own thread with the first one
     threads_ = ThreadCount();
     camera = Host().PlugCamera({.productId = 0x6101});
     camera->SetPace(Pace::AsFastAsTaken());

@@ -1,13 +1,15 @@
 # libzocam: the sources, the version script and what is installed of it.
 
 set(ZOCAM_SOURCES
-  core/accessors.cc core/clocks.cc core/life_cycle.cc core/locks.cc core/model_profile.cc
+  core/accessors.cc core/clocks.cc core/file_access.cc core/life_cycle.cc core/locks.cc core/model_profile.cc
   core/moving_average.cc core/status.cc
   device/command_wire.cc device/commands.cc device/connection.cc device/enumeration.cc device/open.cc
   device/reconnect.cc device/sysfs.cc
   capture/capture_control.cc capture/v4l2_requests.cc capture/v4l2_stream.cc
-  decode/decoder_a.cc decode/decoder_b.cc decode/pipeline.cc decode/raw_frame.cc
-  decode/temp_decoders.cc decode/window_correction.cc
+  decode/circumference.cc decode/decode_settings.cc decode/decoder_a.cc decode/decoder_b.cc
+  decode/decoder_d.cc decode/noise_filter.cc decode/pipeline.cc decode/raw_frame.cc
+  decode/reflection.cc decode/reflection_correction.cc decode/subtraction.cc
+  decode/temp_decoders.cc decode/undistortion.cc decode/window_correction.cc
   render/auto_gain.cc render/formats.cc render/frame_statistics.cc render/gain_settings.cc render/grey_expansion.cc
   render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc)
 

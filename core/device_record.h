@@ -26,6 +26,7 @@
 #include "core/malloc_ptr.h"
 #include "core/moving_average.h"
 #include "core/shared_field.h"
+#include "decode/undistortion.h"
 
 // Called with every captured frame before the application's callback; the result is ignored.
 using ZoPreProcHook = int (*)(_ZoDev* dev, uint8_t* frame, uint64_t length);
@@ -122,6 +123,10 @@ struct _ZoDev {
   MallocPtr<uint16_t[]> tempImage;
   bool frameDecoded = false;
   MallocPtr<uint16_t[]> scratchImage;
+  MallocPtr<uint8_t[]> correctedFrame;     // the raw frame after circumference correction
+  MallocPtr<double[]> circumferenceTable;  // built by the first frame that needs it
+  uint32_t subtractionTemp = 0;
+  MallocPtr<uint16_t[]> subtractionTable;         // null until one is installed
   SharedField<uint32_t> decodeRangeLow = 28914;   // 1/100 K
   SharedField<uint32_t> decodeRangeHigh = 32114;  // 1/100 K
   SharedField<uint32_t> circumferenceCorrection;
@@ -137,12 +142,18 @@ struct _ZoDev {
   std::array<RefPoint, 3> refPoints{};
   RefAverages refAverages;
   uint32_t refTempEnabled = 1;
-  double driftBaseline = 0.0;
+  bool driftBaselineCaptured = false;  // since the last flat-field correction
+  double driftBaseline = 0.0;          // kelvin; 0.0: none yet
   SharedField<uint32_t> upsideDown;
   SharedField<uint32_t> windowCorrection;
   std::unique_ptr<MovingAvg> windowTempAvg;
   SharedField<uint32_t> undistortionOn;
   double undistortionStrength = 0.0;
+  std::unique_ptr<Undistortion> undistortion;
+  bool reflectGenActive = false;
+  MallocPtr<double[]> reflectGenSums;  // exist while the generation runs
+  uint32_t reflectGenFrames = 0;
+  MallocPtr<uint16_t[]> reflectCorrData;
 
   // Rendering (render/): under decodeLock
   MallocPtr<uint16_t[]> workImage;  // display levels, always below 1024

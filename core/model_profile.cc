@@ -46,7 +46,7 @@ void SetRawCountModel(_ZoDev& dev, uint8_t revision) {
 
 // Part of the image shows a reference body, which tells the sensor's drift.
 void SetReferenceBody(_ZoDev& dev) {
-  dev.tempDecoder = nullptr;
+  dev.tempDecoder = ZoLib_Priv_Decode_TEMPERATURE_16_D;
   dev.refTempRegion = kRefTempColumns;
   dev.refPoints = kRefPoints;
   for (MovingAvg& average : dev.refAverages.sensor) average.Init(kRefAverageWindow);

@@ -20,6 +20,9 @@ class ZO_API MovingAvg {
   void Put(double value);
   double Get();
 
+  // Forgets the values; window and storage stay.
+  void Restart() { next_ = count_ = 0; }
+
   bool HasStorage() const { return values_ != nullptr; }
 
  private:

@@ -27,7 +27,8 @@ class Footer {
   double FfcSensorKelvin() const { return Kelvin(58); }
   uint32_t FfcTime() const { return Word32(60); }
   double FfcHousingKelvin() const { return Kelvin(64); }
-  // Revision 14 only; tested for zero.
+  // Tested for zero; the last two on revision 14 only.
+  uint16_t StretchFlag() const { return Word(330); }
   uint16_t CorrectionFlag() const { return Word(416); }
   uint16_t ResolutionFlag() const { return Word(418); }
 

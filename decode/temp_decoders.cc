@@ -5,6 +5,7 @@
 #include "core/device_record.h"
 #include "decode/decoder_a.h"
 #include "decode/decoder_b.h"
+#include "decode/decoder_d.h"
 #include "decode/window_correction.h"
 
 namespace {
@@ -47,7 +48,7 @@ ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_A(_ZoDev* dev, unsigned char* raw, uns
                                             unsigned int outSize) {
   if (dev == nullptr || raw == nullptr || out == nullptr) return ZO_STATUS_NULL_POINTER;
   if (dev->imageBytes > outSize) return ZO_STATUS_NOT_ENOUGH_SIZE;
-  if (!CorrectsWindow(*dev)) return ZoLib_Priv_ConvertRawA(dev, raw, out);
+  if (!CorrectsWindow(*dev) || dev->reflectGenActive) return ZoLib_Priv_ConvertRawA(dev, raw, out);
 
   if (!EnsureAllocated(dev->scratchImage, dev->pixelCount)) return ZO_STATUS_NO_MEMORY;
   auto* scratch = reinterpret_cast<unsigned char*>(dev->scratchImage.get());
@@ -79,5 +80,21 @@ ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_B(_ZoDev* dev, unsigned char* raw, uns
   if (!AverageSensorTemp(*dev, Footer(raw + dev->imageBytes), &sensor)) return ZO_STATUS_NO_MEMORY;
   const double offset = dev->identityBlock.productId == 0x6101 ? kWindowOffset : 0.0;
   CorrectWindowOfTemperatures(words, image, upsideDown, dev->tempResolution, sensor, offset);
+  return ZO_STATUS_OK;
+}
+
+ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_D(_ZoDev* dev, unsigned char* raw, unsigned char* out,
+                                            unsigned int outSize) {
+  if (dev == nullptr || raw == nullptr || out == nullptr) return ZO_STATUS_NULL_POINTER;
+  if (dev->imageBytes > outSize) return ZO_STATUS_NOT_ENOUGH_SIZE;
+  if (dev->refTempRegion == 0) return ZO_STATUS_INVALID_STATE;  // a model without reference body
+  const int32_t resolution = dev->tempResolution;
+  const ReferenceReadings readings = ReadReference({raw, dev->rawFrameBytes}, dev->imageBytes,
+                                                   dev->frameWidth, dev->refPoints, resolution);
+  const DriftCorrection correction =
+      FollowDrift(Footer(raw + dev->imageBytes), readings,
+                  {dev->refAverages, dev->driftBaselineCaptured, dev->driftBaseline});
+  MapImageWords({raw, dev->imageBytes}, ImageAt(*dev, out), dev->upsideDown != 0,
+                [&](uint16_t word) { return CorrectDrift(word, correction, resolution); });
   return ZO_STATUS_OK;
 }

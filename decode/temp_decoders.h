@@ -14,6 +14,10 @@ ZO_API ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_A(_ZoDev* dev, unsigned char* r
 ZO_API ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_B(_ZoDev* dev, unsigned char* raw,
                                                    unsigned char* out, unsigned int outSize);
 
+// Temperatures, shifted by what a reference body in the image tells.
+ZO_API ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_D(_ZoDev* dev, unsigned char* raw,
+                                                   unsigned char* out, unsigned int outSize);
+
 extern "C" {
 
 // Decoder A's conversion alone, without window correction.

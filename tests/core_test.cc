@@ -245,10 +245,9 @@ TEST(ModelProfile, FollowsFromTheProduct) {
     EXPECT_EQ(dev->undistortionOn, p.undistortion);
     EXPECT_EQ(dev->circumferenceCorrectionSupported, p.circumference);
     EXPECT_EQ(dev->refTempRegion, p.product == 0x6120 ? 20 : 0);
-    if (p.product != 0x6120) {
-      EXPECT_EQ(dev->tempDecoder, p.revision == 14 ? ZoLib_Priv_Decode_TEMPERATURE_16_B
-                                                   : ZoLib_Priv_Decode_TEMPERATURE_16_A);
-    }
+    EXPECT_EQ(dev->tempDecoder, p.product == 0x6120 ? ZoLib_Priv_Decode_TEMPERATURE_16_D
+                                : p.revision == 14  ? ZoLib_Priv_Decode_TEMPERATURE_16_B
+                                                    : ZoLib_Priv_Decode_TEMPERATURE_16_A);
     EXPECT_TRUE(std::all_of(&dev->agcMask[0], &dev->agcMask[dev->pixelCount],
                             [](uint32_t weight) { return weight == 1; }));
   }

@@ -432,11 +432,73 @@ ZO_API void ZoLib_SetUpsideDown(_ZoDev* dev, uint32_t on);
  * handle. */
 ZO_API uint16_t ZoLib_GetRefTempRegion(_ZoDev* dev);
 
+/**
+ * Shows every decoded frame as its difference to a reference image, plus 27315 (0 degrees Celsius
+ * in 1/100 K, whatever the resolution); needs a table, too. 0 switches off and discards the table.
+ * Thread: locked.
+ */
+ZO_API void ZoLib_SetSubtractionTemp(_ZoDev* dev, uint32_t on);
+
+/** See ZoLib_SetSubtractionTemp; default 0. Thread: locked. */
+ZO_API uint32_t ZoLib_GetSubtractionTemp(_ZoDev* dev);
+
+/**
+ * Installs the reference image; does not switch subtraction on. @param table a temperature image as
+ * ZoLib_GetTempTable gives it; copied. @param size bytes at table.
+ * @return 0; 6 less than an image; 2; 20. Thread: locked.
+ */
+ZO_API ZoStatus ZoLib_SetSubtractionTempTable(_ZoDev* dev, const void* table, uint32_t size);
+
+/**
+ * Copies the temperature image of the frame in hand, after every stage. @param out receives
+ * frameWidth x frameHeight 16-bit values in 1/resolution kelvin. @param size bytes at out.
+ * @return 0; 6 out too small; 7 no frame decoded since the last ZoLib_FinishDecode; 20. Thread:
+ * locked.
+ */
+ZO_API ZoStatus ZoLib_GetTempTable(_ZoDev* dev, void* out, uint32_t size);
+
 /** Nonzero: pictures and format 1 show raw counts instead of temperatures. Thread: locked. */
 ZO_API uint32_t ZoLib_GetColorizeByRaw(_ZoDev* dev);
 
 /** See ZoLib_GetColorizeByRaw; default 0. @return 0; 20. Thread: locked. */
 ZO_API ZoStatus ZoLib_SetColorizeByRaw(_ZoDev* dev, uint32_t on);
+
+/* ------------------------------------------------------------------------------------------------
+ * Reflection correction. A fixed pattern of reflections is learnt from frames of a uniform scene
+ * and taken away from every later image. A correction image is "ZORC", two reserved bytes, the
+ * product ID, then one signed 16-bit value per pixel in 1/resolution kelvin, all little-endian; in
+ * memory and as a file alike. It fits the orientation it was made in.
+ * --------------------------------------------------------------------------------------------- */
+
+/** Starts learning from every frame that is decoded; meanwhile no correction is applied and decoder
+ * A leaves the window correction out. @return 0, also when it already runs; 2; 21 null handle.
+ * Thread: locked. */
+ZO_API ZoStatus ZoLib_ReflectCorrGenStart(_ZoDev* dev);
+
+/**
+ * Ends learning, with or without a result. @param image receives a new correction image, to be
+ * freed with ZoLib_ReflectCorrDataRelease. @param size receives its bytes.
+ * @return 0; 22 not learning, or no frame was decoded meanwhile; 2; 21 a null argument: nothing
+ * changes. Thread: locked.
+ */
+ZO_API ZoStatus ZoLib_ReflectCorrGenStop(_ZoDev* dev, uint16_t** image, uint32_t* size);
+
+/** Frees a correction image. Null is ignored. Thread: any. */
+ZO_API void ZoLib_ReflectCorrDataRelease(void* image);
+
+/**
+ * Installs a correction image, or removes the installed one. @param image copied; null removes.
+ * @param size its bytes. @return 0; 21 wrong size; 24 no correction image; 26 made by another
+ * product; 2; 20. A failure keeps what is installed. Thread: locked.
+ */
+ZO_API ZoStatus ZoLib_SetReflectCorrData(_ZoDev* dev, const void* image, uint32_t size);
+
+/**
+ * Installs a correction image from a file, or removes the installed one. @param path null removes.
+ * @return 0; 4; 23 not a regular file, or it cannot be read; 24 wrong size or no correction image;
+ * 26 made by another product; 2; 20. A failure keeps what is installed. Thread: locked.
+ */
+ZO_API ZoStatus ZoLib_SetReflectCorrFile(_ZoDev* dev, const char* path);
 
 /* ------------------------------------------------------------------------------------------------
  * Pictures: gains and palettes

@@ -1,0 +1,16 @@
+#include "core/file_access.h"
+
+#include <cerrno>
+#include <cstring>
+
+std::FILE* ZoLib_Priv_OsDepFOpen(const char* path, const char* mode) {
+  constexpr std::size_t kModeMax = 8;
+  char modeWithCloseOnExec[kModeMax + 2] = {};
+  if (path == nullptr || mode == nullptr || strnlen(mode, kModeMax + 1) > kModeMax) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  std::strcpy(modeWithCloseOnExec, mode);
+  std::strcat(modeWithCloseOnExec, "e");
+  return std::fopen(path, modeWithCloseOnExec);
+}

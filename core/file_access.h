@@ -1,0 +1,21 @@
+// Opening files, with 64-bit offsets on every platform.
+#ifndef ZOCAM_CORE_FILE_ACCESS_H
+#define ZOCAM_CORE_FILE_ACCESS_H
+
+#include <cstdio>
+#include <memory>
+
+#include "zocam/zocam.h"
+
+struct CloseFile {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+extern "C" {
+
+// Opens a file; null on failure, with errno set. The descriptor is not inherited by children.
+ZO_API std::FILE* ZoLib_Priv_OsDepFOpen(const char* path, const char* mode);
+}
+
+#endif

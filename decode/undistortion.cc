@@ -1,0 +1,136 @@
+#include "decode/undistortion.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "decode/raw_frame.h"
+
+namespace {
+
+constexpr int kNoMemory = 12;
+
+// Maps output places to the input places that the lens put there.
+class LensModel {
+ public:
+  LensModel(uint32_t width, uint32_t height, double strength)
+      : width_(width), height_(height), strength_(strength) {
+    const double radius = width_ / strength;
+    squaredRadius_ = radius * radius;
+  }
+
+  RemapEntry EntryAt(int32_t column, int32_t row) const {
+    const auto width = static_cast<int32_t>(width_);
+    const auto height = static_cast<int32_t>(height_);
+    const double dx = column - width / 2;
+    const double dy = row - height / 2;
+    const double k = ScaleAt(dx, dy);
+    const double sx = dx * k + 0.5 * width_;
+    const double sy = dy * k + 0.5 * height_;
+    if (IsOutside(sx, width) || IsOutside(sy, height)) {
+      return {column, row, 0.25, 0.25, 0.25, 0.249999};
+    }
+    const double roundedX = RoundHalfUp(sx);
+    const double roundedY = RoundHalfUp(sy);
+    const double fx = std::trunc(roundedX) - sx + 0.5;  // weight of the left column
+    const double fy = std::trunc(roundedY) - sy + 0.5;  // weight of the upper row
+    const auto [w00, w10, w01, w11] = Weights(fx, fy);
+    return {static_cast<int32_t>(roundedX - 1.0),
+            static_cast<int32_t>(roundedY - 1.0),
+            w00,
+            w10,
+            w01,
+            w11};
+  }
+
+ private:
+  // Source radius over output radius; always below 1, as the lens compresses the border.
+  double ScaleAt(double dx, double dy) const {
+    if (strength_ == 0.0) return 1.0;
+    const double rho = std::sqrt(dx * dx + dy * dy);
+    if (rho < 1e-6) return 0.0;
+    const double squared = rho * rho;
+    return std::sqrt(squaredRadius_ * squared / (squared + squaredRadius_)) / rho;
+  }
+
+  // Blocks that would reach over the border are left as they are.
+  static bool IsOutside(double place, int32_t size) {
+    const double pixel = std::trunc(place);
+    return pixel < 1 || pixel >= size - 1;
+  }
+
+  static double RoundHalfUp(double place) {
+    return place - 0.5 >= std::trunc(place) ? place + 1 : place;
+  }
+
+  // What clamping and rounding took away is given to the smallest weight.
+  static std::array<double, 4> Weights(double fx, double fy) {
+    std::array<double, 4> w = {fx * fy, fy * (1 - fx), fx * (1 - fy), (1 - fx) * (1 - fy)};
+    for (double& weight : w) weight = std::clamp(weight, 0.0, 1.0);
+    const double sum = w[0] + w[1] + w[2] + w[3];
+    if (sum < 1.0) w[SmallestOf(w)] += 1 - sum;
+    return w;
+  }
+
+  // The index of the one weight below all others; the last when there is a tie.
+  static std::size_t SmallestOf(const std::array<double, 4>& w) {
+    for (std::size_t i = 0; i < 3; ++i) {
+      bool smallest = true;
+      for (std::size_t other = 0; other < w.size(); ++other) {
+        if (other != i && !(w[i] < w[other])) smallest = false;
+      }
+      if (smallest) return i;
+    }
+    return 3;
+  }
+
+  double width_;
+  double height_;
+  double strength_;
+  double squaredRadius_ = 0.0;
+};
+
+}  // namespace
+
+Undistortion::Undistortion() = default;
+Undistortion::~Undistortion() = default;
+
+int Undistortion::Setup(unsigned int width, unsigned int height, double strength) {
+  const uint32_t oldWidth = std::exchange(width_, width);
+  const uint32_t oldHeight = std::exchange(height_, height);
+  const int status = SetStrength(strength);
+  if (status != 0) {  // the table that is in use fits the old size
+    width_ = oldWidth;
+    height_ = oldHeight;
+  }
+  return status;
+}
+
+int Undistortion::SetStrength(double strength) {
+  if (!(strength >= 0) || strength > width_) return static_cast<int>(ZO_STATUS_INVALID_STATE);
+  auto table = AllocateZeroed<RemapEntry>(std::size_t{width_} * height_);
+  if (!table) return kNoMemory;
+  const LensModel lens(width_, height_, strength);
+  RemapEntry* entry = table.get();
+  for (uint32_t row = 0; row < height_; ++row) {
+    for (uint32_t column = 0; column < width_; ++column) {
+      *entry++ = lens.EntryAt(static_cast<int32_t>(column), static_cast<int32_t>(row));
+    }
+  }
+  strength_ = strength;
+  table_ = std::move(table);
+  return 0;
+}
+
+void Undistortion::Transform(unsigned short* dst, const unsigned short* src) {
+  if (!table_ || dst == nullptr || src == nullptr) return;
+  const std::size_t count = std::size_t{width_} * height_;
+  for (std::size_t n = 0; n < count; ++n) {
+    const RemapEntry& e = table_[n];
+    const std::size_t b = static_cast<std::size_t>(e.y) * width_ + static_cast<std::size_t>(e.x);
+    const auto inside = [&](std::size_t place) { return place < count ? place : b; };
+    dst[n] = TruncateToLow16(src[b] * e.w00 + src[inside(b + 1)] * e.w10 +
+                             src[inside(b + width_)] * e.w01 + src[inside(b + width_ + 1)] * e.w11);
+  }
+}

@@ -110,6 +110,20 @@ const std::map<std::string, Setter, std::less<>>& Setters() {
        [](CameraRequest& camera, const std::string& value) {
          camera.scene = ToScene(value, ModelOf(camera.config.productId));
        }},
+      {"falloff", [](CameraRequest& camera,
+                     const std::string& value) { camera.config.borderFallOff = OnOff(value); }},
+      {"barrel", [](CameraRequest& camera,
+                    const std::string& value) { camera.config.barrelDistortion = OnOff(value); }},
+      {"drift", [](CameraRequest& camera,
+                   const std::string& value) { camera.config.referenceDrift = OnOff(value); }},
+      {"stretch",
+       [](CameraRequest& camera, const std::string& value) {
+         camera.config.stretchFlag = OnOff(value) ? 0 : 1;
+       }},
+      {"reflection",
+       [](CameraRequest& camera, const std::string& value) {
+         camera.config.reflectionKelvin = Number(value, 0, 100);
+       }},
       {"metadata", [](CameraRequest& camera,
                       const std::string& value) { camera.config.metadataNode = OnOff(value); }},
       {"resolution",
@@ -152,6 +166,9 @@ CameraRequest ToCamera(const std::vector<std::string>& items) {
     throw ValueError{"unknown product " + items[0] + ": the family is 6100 to 61ff"};
   }
   camera.config.productId = static_cast<uint16_t>(*product);
+  camera.config.borderFallOff = true;
+  camera.config.barrelDistortion = ModelOf(camera.config.productId).barrelLens;
+  camera.config.referenceDrift = true;
   for (size_t i = 1; i < items.size(); ++i) {
     const size_t equals = items[i].find('=');
     const std::string key = items[i].substr(0, equals);
@@ -179,6 +196,11 @@ const char* const kCameraKeysHelp =
     "  name=TEXT         product name; nothing after the = for a camera without one\n"
     "  scene=room        what it sees; also uniform:KELVIN, gradient:KELVIN:KELVIN\n"
     "  noise=on          sensor noise: on, off, or its size in kelvin\n"
+    "  reflection=0      fixed pattern of reflections, its size in kelvin\n"
+    "  falloff=on        models that send counts: fewer of them towards the border\n"
+    "  barrel=on         lens that compresses the scene towards the border (on for 6103 only)\n"
+    "  drift=on          6120: the image drifts, as its reference body shows\n"
+    "  stretch=on        6120: with it, cold things are shown too warm; the host stretches them\n"
     "  fps=N             frames per second whatever the program asks for; max: without waiting\n"
     "  start=SECONDS     camera time of the first frame; below 3 no correction was made yet\n"
     "  resolution=100    steps per kelvin of models that send temperatures: 10 or 100\n"

@@ -26,6 +26,13 @@ struct CameraConfig {
   uint16_t stretchFlag = 0;     // telemetry word at 330
   double noiseKelvin = 0.0;     // standard deviation of the sensor noise
   uint64_t noiseSeed = 1;
+
+  // What the host's corrections take away. Off by default, so that a frame means the scene without
+  // any correction; the cameras of zocam-sim have what their product has.
+  bool borderFallOff = false;     // revision 9: fewer counts towards the border
+  bool barrelDistortion = false;  // the lens that product 0x6103 has
+  bool referenceDrift = false;    // products with a reference body: the image drifts between FFCs
+  double reflectionKelvin = 0.0;  // amplitude of a fixed pattern of reflections
 };
 
 }  // namespace zosim

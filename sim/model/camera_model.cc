@@ -3,11 +3,16 @@
 #include <cmath>
 #include <utility>
 
+#include "sim/model/border_fall_off.h"
+#include "sim/model/reflections.h"
+
 namespace zosim {
 
 CameraModel::CameraModel(CameraConfig config)
     : config_(std::move(config)),
       product_(ModelOf(config_.productId)),
+      lens_(product_.width, product_.height),
+      reflections_(ReflectionPattern(product_.width, product_.height, config_.reflectionKelvin)),
       firmware_(config_),
       scene_(Scene::Room(product_.width, product_.height)),
       footerRevision_(product_.revision),
@@ -35,8 +40,7 @@ void CameraModel::SetNoise(double kelvin) {
   noiseKelvin_ = kelvin;
 }
 
-Telemetry CameraModel::NextTelemetry() const {
-  const auto timeMs = static_cast<uint32_t>(std::llround(nextTimeMs_));
+Telemetry CameraModel::TelemetryFor(uint32_t timeMs) const {
   if (fixedTelemetry_) {
     Telemetry telemetry = *fixedTelemetry_;
     if (keepTime_) telemetry.time = timeMs;
@@ -51,16 +55,33 @@ Telemetry CameraModel::NextTelemetry() const {
 
 Telemetry CameraModel::RenderNext(double rate, std::span<uint8_t> frame) {
   std::lock_guard lock(mutex_);
-  const Telemetry telemetry = NextTelemetry();
+  const Telemetry telemetry = TelemetryFor(static_cast<uint32_t>(std::llround(nextTimeMs_)));
   const Scene::Still still = scene_.At(telemetry.time / 1000.0);
+  const DriftingImage drifting(telemetry);
+  const bool drifts = product_.referenceStrip && config_.referenceDrift;
+
+  const auto body = [&] { return drifts ? drifting.BodyShown() : BodyKelvin(telemetry); };
+  const auto view = [&](uint32_t x, uint32_t y) {
+    const ScenePlace place =
+        config_.barrelDistortion ? lens_.SeenBy(x, y) : ScenePlace{1.0 * x, 1.0 * y};
+    double value = still(place.x, place.y);
+    if (!reflections_.empty()) value += reflections_[size_t{y} * product_.width + x];
+    return drifts ? drifting.SceneShown(value) : value;
+  };
   const auto kelvin = [&](uint32_t x, uint32_t y) {
-    double value = still(x, y);
+    double value = ShowsBody(x) ? body() : view(x, y);
     if (noiseKelvin_ > 0.0) {
       value += noiseKelvin_ * NoiseAt(config_.noiseSeed, nextNumber_, x, y);
     }
     return value;
   };
   EncodeFrame(product_, telemetry, footerRevision_, kelvin, frame);
+  if (product_.revision == 9 && config_.borderFallOff) {
+    TakeBorderFallOff(product_, telemetry, frame.first(product_.ImageBytes()));
+  }
+  if (product_.referenceStrip) {
+    WriteBodyReadings(product_, BodyKelvin(telemetry), frame.subspan(product_.ImageBytes()));
+  }
   ++nextNumber_;
   nextTimeMs_ += 1000.0 / rate;
   return telemetry;
@@ -87,6 +108,7 @@ void CameraModel::Restart() {
 
 double CameraModel::KelvinAt(uint32_t timeMs, uint32_t x, uint32_t y) const {
   std::lock_guard lock(mutex_);
+  if (ShowsBody(x)) return BodyKelvin(TelemetryFor(timeMs));
   return scene_.KelvinAt(timeMs / 1000.0, x, y);
 }
 

@@ -6,10 +6,13 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "sim/model/camera_config.h"
 #include "sim/model/firmware.h"
 #include "sim/model/frame_encoder.h"
+#include "sim/model/lens.h"
+#include "sim/model/reference_body.h"
 #include "sim/model/scene.h"
 
 namespace zosim {
@@ -43,15 +46,19 @@ class CameraModel {
   // The camera's time starts anew, as after power-on; frame numbers go on.
   void Restart();
 
-  // What pixel (x, y) of the frame with this TIME sees, without noise. A frame's scene time is
-  // exactly TIME / 1000 seconds.
+  // What is at place (x, y) of the scene, or of the reference body, at this TIME: what the frame
+  // would show there without noise, lens, reflections and drift. A frame's scene time is exactly
+  // TIME / 1000 seconds.
   double KelvinAt(uint32_t timeMs, uint32_t x, uint32_t y) const;
 
  private:
-  Telemetry NextTelemetry() const;
+  Telemetry TelemetryFor(uint32_t timeMs) const;
+  bool ShowsBody(uint32_t x) const { return product_.referenceStrip && x < kBodyColumns; }
 
   const CameraConfig config_;
   const ProductModel product_;
+  const BarrelLens lens_;
+  const std::vector<double> reflections_;  // empty, or kelvin by pixel
   Firmware firmware_;
 
   mutable std::mutex mutex_;  // guards everything below

@@ -13,6 +13,7 @@ ProductModel ModelOf(uint16_t productId) {
   model.rawKind = RawKind::kCounts;
   model.highRate = productId == 0x6100 || productId == 0x6101;
   model.referenceStrip = productId == 0x6120;
+  model.barrelLens = productId == 0x6103;
 
   const bool large = productId >= 0x6102 && productId <= 0x6105;
   if (large) {

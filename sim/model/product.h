@@ -21,6 +21,7 @@ struct ProductModel {
   RawKind rawKind = RawKind::kCounts;
   bool highRate = false;        // offers 259/10 frames per second besides 259/30
   bool referenceStrip = false;  // has a reference body in its field of view
+  bool barrelLens = false;      // its lens compresses the scene towards the border
 
   uint32_t Lines() const { return height + footerLines; }
   uint32_t RowBytes() const { return width * 2; }

@@ -97,5 +97,5 @@ uint16_t CorrectDrift(uint16_t word, const DriftCorrection& correction, int32_t 
   }
   if (!(v >= 0)) return 0;
   const double units = v * resolution;
-  return units >= 65536.0 ? uint16_t{65535} : static_cast<uint16_t>(units);
+  return units < 65536.0 ? static_cast<uint16_t>(units) : uint16_t{65535};
 }

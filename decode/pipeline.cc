@@ -1,6 +1,5 @@
 // The decode pipeline, read top to bottom: from a raw frame to the picture that the caller asked
-// for. This file, temp_decoders.cc and reflection_correction.cc are the only places of decode/ that
-// know a handle.
+// for.
 #include <cstring>
 #include <new>
 
@@ -20,7 +19,7 @@ constexpr uint8_t kRevisionWithResolution = 14;
 constexpr int32_t kCentikelvin = 100;
 constexpr int32_t kDecikelvin = 10;
 
-// Which optional stages a call runs. Settings may change at any time, so they are read once.
+// Which optional stages a call runs. Switches may change at any time, so they are read once.
 struct Stages {
   bool circumference;
   bool undistortion;

@@ -1,6 +1,7 @@
-// decode/: from a raw frame to a temperature image. Stages are pure functions over spans; only
-// pipeline.cc and temp_decoders.cc know handles. Not here: pictures (render/). Runs on whichever
-// thread calls ZoLib_Decode, under the handle's decodeLock.
+// decode/: from a raw frame to a temperature image. Stages are pure functions over spans; the glue
+// that reads a handle and calls them is pipeline.cc, temp_decoders.cc, reflection_correction.cc and
+// decode_settings.cc. Not here: pictures (render/). Runs on whichever thread calls ZoLib_Decode,
+// under the handle's decodeLock.
 //
 // This file: the layout of a raw frame. A frame is 16-bit big-endian words, image first, then the
 // footer lines, of which the first ones carry telemetry. Offsets count from the footer's start.

@@ -21,6 +21,7 @@ class LensModel {
   }
 
   RemapEntry EntryAt(int32_t column, int32_t row) const {
+    if (strength_ == 0.0) return {column, row, 1.0, 0.0, 0.0, 0.0};
     const auto width = static_cast<int32_t>(width_);
     const auto height = static_cast<int32_t>(height_);
     const double dx = column - width / 2;
@@ -47,7 +48,6 @@ class LensModel {
  private:
   // Source radius over output radius; always below 1, as the lens compresses the border.
   double ScaleAt(double dx, double dy) const {
-    if (strength_ == 0.0) return 1.0;
     const double rho = std::sqrt(dx * dx + dy * dy);
     if (rho < 1e-6) return 0.0;
     const double squared = rho * rho;
@@ -100,7 +100,7 @@ int Undistortion::Setup(unsigned int width, unsigned int height, double strength
   const uint32_t oldWidth = std::exchange(width_, width);
   const uint32_t oldHeight = std::exchange(height_, height);
   const int status = SetStrength(strength);
-  if (status != 0) {  // the table that is in use fits the old size
+  if (status != 0 && table_) {  // the table that is in use fits the old size
     width_ = oldWidth;
     height_ = oldHeight;
   }

@@ -16,6 +16,7 @@
 #include "decode/noise_filter.h"
 #include "decode/reflection.h"
 #include "decode/reflection_correction.h"
+#include "decode/subtraction.h"
 #include "decode/undistortion.h"
 #include "tests/raw_camera.h"
 
@@ -181,11 +182,38 @@ TEST(Undistortion, KeepsItsTableWhenAStrengthIsRefused) {
   EXPECT_EQ(before, after);
   EXPECT_EQ(lens.SetStrength(8.0), 0);
   EXPECT_EQ(lens.SetStrength(0.0), 0);
+  lens.Transform(after.data(), in.data());
+  EXPECT_EQ(after, in) << "strength 0 is the identity";
   for (uint32_t size : {1U, 2U, 3U, 7U}) {  // borders never read outside
     const auto fits = std::make_unique<uint16_t[]>(size * size);
     const auto out = std::make_unique<uint16_t[]>(size * size);
     ASSERT_EQ(lens.Setup(size, size, 0.5), 0);
     lens.Transform(out.get(), fits.get());
+  }
+}
+
+// FNV-1a over the values; tells any changed bit.
+uint64_t Hash(const Image& image) {
+  uint64_t hash = 14695981039346656037U;
+  for (const uint16_t value : image) hash = (hash ^ value) * 1099511628211U;
+  return hash;
+}
+
+TEST(Undistortion, GivesTheSameBitsEverywhere) {
+  struct Lens {
+    uint32_t width, height;
+    double strength;
+    uint64_t hash;
+  };
+  for (const Lens& l :
+       {Lens{80, 60, 0.6, 3302964201606347710U}, Lens{160, 120, 0.7, 11674868019114283184U}}) {
+    std::mt19937 random(11);
+    Image in(l.width * l.height), out(in.size());
+    for (auto& value : in) value = static_cast<uint16_t>(random());
+    Undistortion lens;
+    ASSERT_EQ(lens.Setup(l.width, l.height, l.strength), 0);
+    lens.Transform(out.data(), in.data());
+    EXPECT_EQ(Hash(out), l.hash) << l.width;
   }
 }
 
@@ -362,6 +390,46 @@ TEST(Subtraction, ShowsTheDifferenceToAReference) {
   ZoLib_SetSubtractionTemp(dev, 0);
   ZoLib_SetSubtractionTemp(dev, 1);
   EXPECT_EQ(camera.Fresh()[1], 27000) << "switching off discards the table";
+}
+
+TEST(Reflection, LearnsEachFrameOnceAndOnlyDecodedOnes) {
+  RawCamera camera(0x6110);
+  ZoLib_ReflectCorrGenStart(camera.dev);
+  EXPECT_EQ(camera.Decode(), 22) << "before the first flat-field correction";
+  EXPECT_EQ(camera.dev->reflectGenFrames, 0);
+  camera.SetSteady(100000, 90000);
+  EXPECT_EQ(camera.Decode(), 0);
+  EXPECT_EQ(camera.Decode(ZO_FMT_GRAY_RGB565), 0);
+  EXPECT_EQ(camera.dev->reflectGenFrames, 1);
+}
+
+TEST(Pipeline, RunsItsStagesInTheirOrder) {
+  std::mt19937 random(3);
+  RawCamera camera(0x6103);
+  camera.SetFooter(418, 1);
+  uint32_t size = 0;
+  const Image zorc = Generate(camera, &size);
+  ZoLib_SetReflectCorrData(camera.dev, zorc.data(), size);
+  const uint32_t width = camera.dev->frameWidth, height = camera.dev->frameHeight;
+  Image expected(camera.dev->pixelCount), scratch(expected.size()), table(expected.size());
+  for (uint32_t k = 0; k < expected.size(); ++k) {
+    expected[k] = static_cast<uint16_t>(29000 + random() % 300);
+    table[k] = static_cast<uint16_t>(29000 + random() % 300);
+    camera.SetPixel(k, expected[k]);
+  }
+  ZoLib_SetUndistortion(camera.dev, 1);
+  ZoLib_SetNoiseFilter(camera.dev, 1);
+  ZoLib_SetSubtractionTemp(camera.dev, 1);
+  ZoLib_SetSubtractionTempTable(camera.dev, table.data(), camera.dev->imageBytes);
+
+  ApplyCorrections(expected, std::span(zorc).subspan(4));
+  Undistortion lens;
+  lens.Setup(width, height, 0.7);
+  lens.Transform(scratch.data(), expected.data());
+  FilterNoise(scratch, expected, width, height, 150);
+  SubtractReference(expected, table);
+  EXPECT_EQ(camera.Fresh(), expected);
+  EXPECT_EQ(camera.Fresh(), expected) << "whichever buffer it starts in";
 }
 
 constexpr uint16_t kProducts[] = {0x6101, 0x6102, 0x6103, 0x6110, 0x6120};

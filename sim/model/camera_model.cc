@@ -53,11 +53,18 @@ Telemetry CameraModel::TelemetryFor(uint32_t timeMs) const {
   return telemetry;
 }
 
+DriftingImage CameraModel::ImageDuring(const Telemetry& telemetry) const {
+  constexpr uint32_t kJustBeforeMs = 600;  // the middle of the frames that the host averages
+  if (fixedTelemetry_ || telemetry.timeFfc <= kJustBeforeMs) return DriftingImage(telemetry);
+  const DriftingImage beforeFfc(TelemetryFor(telemetry.timeFfc - kJustBeforeMs));
+  return DriftingImage(telemetry, &beforeFfc);
+}
+
 Telemetry CameraModel::RenderNext(double rate, std::span<uint8_t> frame) {
   std::lock_guard lock(mutex_);
   const Telemetry telemetry = TelemetryFor(static_cast<uint32_t>(std::llround(nextTimeMs_)));
   const Scene::Still still = scene_.At(telemetry.time / 1000.0);
-  const DriftingImage drifting(telemetry);
+  const DriftingImage drifting = ImageDuring(telemetry);
   const bool drifts = product_.referenceStrip && config_.referenceDrift;
 
   const auto body = [&] { return drifts ? drifting.BodyShown() : BodyKelvin(telemetry); };

@@ -53,6 +53,7 @@ class CameraModel {
 
  private:
   Telemetry TelemetryFor(uint32_t timeMs) const;
+  DriftingImage ImageDuring(const Telemetry& telemetry) const;
   bool ShowsBody(uint32_t x) const { return product_.referenceStrip && x < kBodyColumns; }
 
   const CameraConfig config_;

@@ -202,6 +202,141 @@ TEST_F(Tool, RendersTheMeanOfFramesLikeAFrame) {
   }
 }
 
+// The numbers of "min -0.52 K  max 0.61 K  centre 0.01 K".
+std::vector<double> Numbers(const std::string& text) {
+  std::vector<double> numbers;
+  std::istringstream words(text);
+  for (std::string word; words >> word;)
+    if (word == "min" || word == "max" || word == "centre") {
+      double number = NAN;
+      words >> number;
+      numbers.push_back(number);
+    }
+  return numbers;
+}
+
+void Store(const std::string& file, const std::string& bytes) {
+  std::ofstream(file, std::ios::binary) << bytes;
+}
+
+// A NumPy file, version 1.0.
+std::string Npy(const std::string& header, size_t dataBytes) {
+  return std::string("\x93NUMPY\x01\x00", 8) + static_cast<char>(header.size()) + '\0' + header +
+         std::string(dataBytes, '\x74');
+}
+
+TEST_F(Tool, DecodesAsChosen) {
+  const std::string camera = "-c 6103,fps=100,noise=0.3,scene=gradient:290:310 ";
+  const auto values = [&](const std::string& options) {
+    EXPECT_EQ(Zocam(camera, "snapshot --raw16 " + File("v.png") + " " + options).status, 0);
+    return ReadPng(File("v.png"));
+  };
+  const auto roughness = [](const Png& image) {
+    int sum = 0;
+    for (size_t y = 0; y < image.height; ++y)
+      for (size_t x = 1; x < image.width; ++x)
+        sum += std::abs(static_cast<int>(image.Sample16(x, y) - image.Sample16(x - 1, y)));
+    return sum;
+  };
+  EXPECT_LT(roughness(values("--noise-filter 100")),
+            roughness(values("--noise-filter off")) * 0.85);
+  const Png turned = values("--upside-down");
+  EXPECT_GT(turned.Sample16(0, 60), turned.Sample16(159, 60)) << "warm is right, turned it is left";
+  const unsigned straight = values("--undistort on --average 20").Sample16(4, 4);
+  EXPECT_GT(std::abs(values("--undistort off --average 20").Sample16(4, 4) - 1.0 * straight), 10);
+  const Outcome raw = Zocam("-c 6110,fps=100", "snapshot --by-raw -o " + File("r.png"));
+  EXPECT_FALSE(Has(raw.out, "C")) << raw.out;
+  EXPECT_GT(Numbers(raw.out).at(0), 1000) << raw.out;
+  EXPECT_EQ(Zocam(camera, "snapshot -o x --noise-filter 101").status, 2);
+  EXPECT_EQ(Zocam(camera, "snapshot -o x --by-raw --subtract v.png").status, 2);
+  EXPECT_TRUE(Has(Zocam(camera, "snapshot -o x --circumference on").out, "no circumference"));
+}
+
+TEST_F(Tool, SubtractsAReferenceInItsOwnUnit) {
+  // In both units a camera has, and from the other one.
+  const std::string fine = "-c 6101,fps=100,noise=off,scene=gradient:290:310,resolution=100";
+  const std::string coarse = "-c 6101,fps=100,noise=off,scene=gradient:290:310,resolution=10";
+  ASSERT_EQ(Zocam(fine, "snapshot --raw16 " + File("100.png")).status, 0);
+  ASSERT_EQ(Zocam(coarse, "snapshot --raw16 " + File("10.png")).status, 0);
+  for (const std::string& camera : {fine, coarse})
+    for (const char* reference : {"100.png", "10.png"}) {
+      const Outcome outcome = Zocam(
+          camera, "snapshot --average 2 -o " + File("d.png") + " --subtract " + File(reference));
+      ASSERT_EQ(outcome.status, 0) << outcome.out;
+      EXPECT_TRUE(Has(outcome.out, " K")) << outcome.out;
+      for (double kelvin : Numbers(outcome.out)) EXPECT_NEAR(kelvin, 0.0, 0.11) << outcome.out;
+    }
+  const Outcome warmer = Zocam("-c 6101,fps=100,noise=off,scene=gradient:292:312,resolution=10",
+                               "snapshot --gain linear -o " + File("d.png") + " --raw16 " +
+                                   File("d16.png") + " --subtract " + File("10.png"));
+  for (double kelvin : Numbers(warmer.out)) EXPECT_NEAR(kelvin, 2.0, 0.11) << warmer.out;
+  EXPECT_EQ(ReadPng(File("d16.png")).texts.at("Quantity"), "temperature difference");
+  EXPECT_TRUE(Has(Zocam(fine, "watch --frames 2 --subtract " + File("100.png")).out, "e 0.00 K"));
+}
+
+TEST_F(Tool, SaysWhatIsWrongWithTheFilesItReads) {
+  const std::string camera = "-c 6103,fps=100,noise=off";
+  const std::string header = "{'descr': '<u2', 'fortran_order': False, 'shape': (120, 160), }\n";
+  Store(File("good.npy"), Npy(header, 2 * 160 * 120));
+  EXPECT_EQ(
+      Zocam(camera, "snapshot -o " + File("p.png") + " --subtract " + File("good.npy")).status, 0);
+  ASSERT_EQ(Zocam("-c 6101,fps=100", "snapshot --raw16 " + File("small.png")).status, 0);
+  ASSERT_EQ(Zocam(camera, "snapshot --by-raw --raw16 " + File("counts.png")).status, 0);
+  std::stringstream png;
+  png << std::ifstream(File("counts.png"), std::ios::binary).rdbuf();
+  const std::string u2 = "{'descr': '<u2', 'fortran_order': ";
+  const struct {
+    const char* file;
+    const char* expected;
+    std::string bytes;  // empty: the file is there, or is not to be
+  } cases[] = {
+      {"none.npy", "No such file", ""},
+      {"small.png", "pixels, the camera's images", ""},
+      {"counts.png", "\"counts\"", ""},
+      {"p.png", "not 16-bit grey", ""},
+      {"half.png", "PNG is damaged", png.str().substr(0, png.str().size() / 2)},
+      {"text", "neither a PNG nor", "hello"},
+      {"f8", "<f8", Npy("{'descr': '<f8', 'fortran_order': False, 'shape': (2, 2)}", 32)},
+      {"columns", "column", Npy(u2 + "True, 'shape': (2, 2)}", 8)},
+      {"flat", "dimensions", Npy(u2 + "False, 'shape': (8,)}", 16)},
+      {"short", "bytes of values", Npy(header, 100)},
+      {"number", "damaged", Npy(u2 + "False, 'shape': (99999999999999999999, 2", 8)},
+      {"long", "damaged", std::string("\x93NUMPY\x02\x00\xff\xff\xff\xff", 12)},
+      {"none.zorc", "cannot read", ""},
+      {"short.zorc", "no reflection correction", "ZORC"},
+      {"x.zorc", "no reflection correction", std::string(160 * 120 * 2 + 8, 'x')},
+      {"0.zorc", "another model", "ZORC" + std::string(160 * 120 * 2 + 4, '\0')},
+  };
+  for (const auto& one : cases) {
+    if (!one.bytes.empty()) Store(File(one.file), one.bytes);
+    const char* option = Has(one.file, ".zorc") ? " --reflection " : " --subtract ";
+    const Outcome outcome =
+        Zocam(camera, "snapshot -o " + File("no.png") + option + File(one.file));
+    EXPECT_EQ(outcome.status, 1) << one.file;
+    EXPECT_TRUE(Has(outcome.out, one.expected)) << one.file << ": " << outcome.out;
+  }
+  EXPECT_FALSE(std::filesystem::exists(File("no.png")));
+}
+
+TEST_F(Tool, LearnsReflectionsAndTakesThemAway) {
+  // A view that is not uniform stands for reflections: corrected, it is.
+  const std::string camera = "-c 6102,fps=100,noise=off,scene=gradient:299:301";
+  const Outcome made = Zocam(camera, "reflection make --frames 5 -o " + File("r.zorc"));
+  ASSERT_EQ(made.status, 0) << made.out;
+  EXPECT_TRUE(Has(made.out, "5 of 5 frames"));
+  EXPECT_EQ(std::filesystem::file_size(File("r.zorc")), 160u * 120 * 2 + 8);
+  const std::string how = " --noise-filter off --reflection " + File("r.zorc");
+  for (const char* average : {"1", "3"}) {
+    const Outcome outcome = Zocam(camera, "snapshot --gain manual --range 0:50 --no-bar -o " +
+                                              File("flat.png") + " --average " + average + how);
+    ASSERT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_LT(Numbers(outcome.out).at(1) - Numbers(outcome.out).at(0), 0.1) << outcome.out;
+    const std::vector<uint8_t> row = ReadPng(File("flat.png")).rows[60];
+    EXPECT_TRUE(std::equal(row.begin(), row.begin() + 3, row.end() - 3))
+        << "applied twice to the mean of " << average;
+  }
+}
+
 TEST_F(Tool, DrawsTheChosenRangeBesideThePicture) {
   const std::string camera = "-c 6103,fps=100,noise=off,scene=uniform:300 ";
   const std::string gray = "snapshot --format gray --gain manual --range 21.85:31.85 --scale 2 -o ";

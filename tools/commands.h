@@ -20,6 +20,7 @@ void AddListCommand(CLI::App& app, Action& action);
 void AddInfoCommand(CLI::App& app, Action& action);
 void AddSnapshotCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
+void AddReflectionCommand(CLI::App& app, Action& action);
 void AddCommandCommand(CLI::App& app, Action& action);
 
 #endif

@@ -1,5 +1,5 @@
-// Small text in pictures: digits, sign, point and "°C", drawn as strokes of any size with smooth
-// edges.
+// Small text in pictures: digits, sign, point, "°C" and "K", drawn as strokes of any size with
+// smooth edges.
 #ifndef ZOCAM_TOOLS_LABEL_TEXT_H
 #define ZOCAM_TOOLS_LABEL_TEXT_H
 

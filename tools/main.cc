@@ -19,6 +19,7 @@ int Run(int argc, char** argv) {
   AddInfoCommand(app, action);
   AddSnapshotCommand(app, action);
   AddWatchCommand(app, action);
+  AddReflectionCommand(app, action);
   AddCommandCommand(app, action);
   try {
     app.parse(argc, argv);

@@ -39,10 +39,13 @@ bool DecodeTemperatures(const zocam::Frame& frame, zocam::TemperatureImage& imag
 }
 
 // The next frame that has temperatures, and these.
-zocam::FrameCopy NextDecodableFrame(Source& source, zocam::TemperatureImage& image) {
+zocam::FrameCopy NextDecodableFrame(Source& source, DecodeOptions& decoding,
+                                    zocam::TemperatureImage& image) {
   const Clock::time_point deadline = Clock::now() + kLongestWarmUp;
-  zocam::FrameCopy frame = NextFrame(source);
-  for (bool told = false; !DecodeTemperatures(frame, image); frame = NextFrame(source)) {
+  for (bool told = false;;) {
+    zocam::FrameCopy frame = NextFrame(source);
+    decoding.FollowResolution(source, frame);
+    if (DecodeTemperatures(frame, image)) return frame;
     RequireOwnModel(frame, source);
     if (Clock::now() >= deadline)
       throw ToolError(source.place + ": no temperatures within " +
@@ -54,7 +57,6 @@ zocam::FrameCopy NextDecodableFrame(Source& source, zocam::TemperatureImage& ima
                    source.place.c_str());
     told = true;
   }
-  return frame;
 }
 
 void StoreImageWords(std::vector<uint8_t>& raw, const std::vector<uint16_t>& words) {
@@ -68,48 +70,66 @@ void StoreImageWords(std::vector<uint8_t>& raw, const std::vector<uint16_t>& wor
 // corrections in it and must not get them a second time.
 class ShowWordsAsTheyAre {
  public:
-  explicit ShowWordsAsTheyAre(zocam::Device& device)
-      : device_(device),
-        colorizeByRaw_(device.ColorizeByRaw()),
-        circumference_(device.CircumferenceCorrection()),
-        undistortion_(device.Undistortion()),
-        noiseFilter_(device.NoiseFilter()),
-        upsideDown_(device.UpsideDown()) {
-    Set(true, false, false, false, false);
+  explicit ShowWordsAsTheyAre(zocam::Device& device) : device_(device), settings_(SettingsOf()) {
+    // Raw words are never subtracted from. While it learns reflections, the library leaves out the
+    // correction that is installed, and keeps it.
+    device_.StartReflectionLearning();
+    Set({true, false, false, false, false});
   }
   ~ShowWordsAsTheyAre() {
-    Set(colorizeByRaw_, circumference_, undistortion_, noiseFilter_, upsideDown_);
+    Set(settings_);
+    uint16_t* learnt = nullptr;
+    uint32_t size = 0;
+    ZoLib_ReflectCorrGenStop(device_.Handle(), &learnt, &size);
+    ZoLib_ReflectCorrDataRelease(learnt);
   }
   ShowWordsAsTheyAre(const ShowWordsAsTheyAre&) = delete;
   ShowWordsAsTheyAre& operator=(const ShowWordsAsTheyAre&) = delete;
 
  private:
-  void Set(bool byRaw, bool circumference, bool undistortion, bool noiseFilter, bool upsideDown) {
-    ZoLib_SetColorizeByRaw(device_.Handle(), byRaw);
-    device_.SetCircumferenceCorrection(circumference);
-    device_.SetUndistortion(undistortion);
-    device_.SetNoiseFilter(noiseFilter);
-    device_.SetUpsideDown(upsideDown);
+  struct Settings {
+    bool byRaw, circumference, undistortion, noiseFilter, upsideDown;
+  };
+  Settings SettingsOf() const {
+    return {device_.ColorizeByRaw(), device_.CircumferenceCorrection(), device_.Undistortion(),
+            device_.NoiseFilter(), device_.UpsideDown()};
+  }
+  void Set(const Settings& settings) {
+    ZoLib_SetColorizeByRaw(device_.Handle(), settings.byRaw);
+    device_.SetCircumferenceCorrection(settings.circumference);
+    device_.SetUndistortion(settings.undistortion);
+    device_.SetNoiseFilter(settings.noiseFilter);
+    device_.SetUpsideDown(settings.upsideDown);
   }
 
   zocam::Device& device_;
-  bool colorizeByRaw_, circumference_, undistortion_, noiseFilter_, upsideDown_;
+  const Settings settings_;
 };
 
 }  // namespace
 
-Measurement Measure(Source& source, uint32_t count) {
-  Measurement measurement;
-  std::vector<uint64_t> sums;
+void ForEachDecodedFrame(Source& source, DecodeOptions& decoding, uint32_t count,
+                         const DecodedFrame& take) {
+  zocam::TemperatureImage image;
   source.device.StartQueue(count);
   for (uint32_t taken = 0; taken < count; ++taken) {
-    const zocam::FrameCopy frame = NextDecodableFrame(source, measurement.image);
-    measurement.raw.assign(frame.Bytes().begin(), frame.Bytes().end());
-    const std::vector<uint16_t>& values = measurement.image.values;
-    sums.resize(values.size());
-    for (size_t i = 0; i < sums.size(); ++i) sums[i] += values[i];
+    const zocam::FrameCopy frame = NextDecodableFrame(source, decoding, image);
+    take(frame, image);
   }
   source.device.Stop();
+}
+
+Measurement Measure(Source& source, DecodeOptions& decoding, uint32_t count) {
+  Measurement measurement;
+  measurement.quantity = QuantityOf(source.device);
+  std::vector<uint64_t> sums;
+  ForEachDecodedFrame(source, decoding, count,
+                      [&](const zocam::Frame& frame, const zocam::TemperatureImage& image) {
+                        measurement.raw.assign(frame.Bytes().begin(), frame.Bytes().end());
+                        measurement.image = image;
+                        sums.resize(image.values.size());
+                        for (size_t i = 0; i < sums.size(); ++i) sums[i] += image.values[i];
+                      });
   if (count == 1) return measurement;
   for (size_t i = 0; i < sums.size(); ++i)
     measurement.image.values[i] = static_cast<uint16_t>((sums[i] + count / 2) / count);
@@ -126,7 +146,8 @@ RenderedMeasurement RenderMeasurement(const Measurement& measurement, Source& so
   return {RenderPicture(frame, options), frame.Render(options.GreyCode())};
 }
 
-TemperatureSummary Summarise(const zocam::TemperatureImage& image, const zocam::Device& device) {
+ValueSummary Summarise(const zocam::TemperatureImage& image, Quantity quantity,
+                       const zocam::Device& device) {
   const uint32_t firstColumn = ZoLib_GetRefTempRegion(device.Handle());
   uint16_t low = 0xFFFF, high = 0;
   for (uint32_t y = 0; y < image.height; ++y) {
@@ -135,6 +156,13 @@ TemperatureSummary Summarise(const zocam::TemperatureImage& image, const zocam::
     low = std::min(low, *least);
     high = std::max(high, *most);
   }
-  return {zocam::Celsius(low, image.resolution), zocam::Celsius(high, image.resolution),
-          image.Celsius(size_t{image.height} / 2 * image.width + image.width / 2)};
+  const uint16_t centre = image.values[size_t{image.height} / 2 * image.width + image.width / 2];
+  return {ValueOf(quantity, low, image.resolution), ValueOf(quantity, high, image.resolution),
+          ValueOf(quantity, centre, image.resolution)};
+}
+
+std::string SummaryText(const ValueSummary& summary, Quantity quantity, int decimals) {
+  return "min " + ValueText(quantity, summary.minimum, decimals) + "  max " +
+         ValueText(quantity, summary.maximum, decimals) + "  centre " +
+         ValueText(quantity, summary.centre, decimals);
 }

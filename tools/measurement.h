@@ -1,24 +1,35 @@
-// Temperatures taken from a source: one frame, or the mean of several, and what they come to.
+// Values taken from a source: one frame, or the mean of several, and what they come to.
 #ifndef ZOCAM_TOOLS_MEASUREMENT_H
 #define ZOCAM_TOOLS_MEASUREMENT_H
 
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "zocam/zocam.hpp"
 
+#include "tools/decode_options.h"
 #include "tools/picture_options.h"
+#include "tools/quantity.h"
 #include "tools/source.h"
 
 struct Measurement {
+  Quantity quantity = Quantity::kTemperature;  // what the image's values mean
   zocam::TemperatureImage image;
   std::vector<uint8_t> raw;  // a raw frame: the one measured, or one that carries the mean
   bool isMean = false;
 };
 
-// Takes frames from the source until count of them could be decoded. Tells on standard error when
-// the camera is not ready for that yet; throws ToolError when it stays so or no frame comes.
-Measurement Measure(Source& source, uint32_t count);
+// Streams until count frames could be decoded, each of them once, and hands them on with their
+// images. Tells on standard error when the camera is not ready for that yet; throws ToolError when
+// it stays so or no frame comes.
+using DecodedFrame = std::function<void(const zocam::Frame&, const zocam::TemperatureImage&)>;
+void ForEachDecodedFrame(Source& source, DecodeOptions& decoding, uint32_t count,
+                         const DecodedFrame& take);
+
+// The one frame, or the mean of count frames, of a device that has been given the options.
+Measurement Measure(Source& source, DecodeOptions& decoding, uint32_t count);
 
 // A measurement as the library renders it.
 struct RenderedMeasurement {
@@ -28,13 +39,17 @@ struct RenderedMeasurement {
 RenderedMeasurement RenderMeasurement(const Measurement& measurement, Source& source,
                                       const PictureOptions& options);
 
-struct TemperatureSummary {
-  double minimum;  // all in degrees Celsius
+struct ValueSummary {
+  double minimum;  // all in the quantity's unit
   double maximum;
   double centre;
 };
 
 // Leaves out the columns at the left edge that show the reference body, on models that have one.
-TemperatureSummary Summarise(const zocam::TemperatureImage& image, const zocam::Device& device);
+ValueSummary Summarise(const zocam::TemperatureImage& image, Quantity quantity,
+                       const zocam::Device& device);
+
+// "min 19.50 °C  max 31.20 °C  centre 24.00 °C"
+std::string SummaryText(const ValueSummary& summary, Quantity quantity, int decimals);
 
 #endif

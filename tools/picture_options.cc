@@ -11,8 +11,30 @@
 
 namespace {
 
-constexpr double kAbsoluteZero = -273.15;
-constexpr double kHottest = 2000.0;
+constexpr double kMostSample = 65535.0;
+
+// What a range may span: any temperature or difference of a camera, any count.
+constexpr ValueRange LimitsOf(Quantity quantity) {
+  switch (quantity) {
+    case Quantity::kCounts:
+      return {0.0, kMostSample};
+    case Quantity::kDifference:
+      return {-2000.0, 2000.0};
+    default:
+      return {-273.15, 2000.0};
+  }
+}
+
+const char* MeaningOf(Quantity quantity) {
+  switch (quantity) {
+    case Quantity::kCounts:
+      return "counts, for example 28000:31000";
+    case Quantity::kDifference:
+      return "kelvin, for example -2:2.5";
+    default:
+      return "degrees Celsius, for example 20:35.5";
+  }
+}
 
 // A word of the command line and the code it stands for.
 struct Choice {
@@ -24,33 +46,34 @@ constexpr std::array<Choice, 3> kPalettes = {
 constexpr std::array<Choice, 3> kGains = {
     {{"manual", ZO_GAIN_MANUAL}, {"linear", ZO_GAIN_LINEAR}, {"nonlinear", ZO_GAIN_NONLINEAR}}};
 
-int32_t CentiKelvin(double celsius) {
-  return static_cast<int32_t>(std::lround((celsius - kAbsoluteZero) * 100.0));
+// The library takes ranges in hundredths of a kelvin, whatever the unit of its images.
+int32_t SettingOf(Quantity quantity, double value, int32_t resolution) {
+  const double sample = SampleOf(quantity, value, resolution);
+  return static_cast<int32_t>(std::lround(std::clamp(sample, 0.0, kMostSample) * 100 / resolution));
 }
 
-std::optional<double> ParseTemperature(std::string_view text) {
+std::optional<double> ParseValue(std::string_view text, ValueRange limits) {
   if (text.starts_with('+')) text.remove_prefix(1);
   double value = 0.0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  if (!(value >= kAbsoluteZero && value <= kHottest)) return std::nullopt;
+  if (!(value >= limits.low && value <= limits.high)) return std::nullopt;
   return value;
 }
 
 }  // namespace
 
-CelsiusRange ParseCelsiusRange(const std::string& text) {
+ValueRange ParseRange(const std::string& text, Quantity quantity) {
+  const ValueRange limits = LimitsOf(quantity);
   const std::string_view whole = text;
   const size_t colon = whole.find(':');
   if (colon != std::string_view::npos) {
-    const std::optional<double> low = ParseTemperature(whole.substr(0, colon));
-    const std::optional<double> high = ParseTemperature(whole.substr(colon + 1));
+    const std::optional<double> low = ParseValue(whole.substr(0, colon), limits);
+    const std::optional<double> high = ParseValue(whole.substr(colon + 1), limits);
     if (low && high && *low < *high) return {*low, *high};
   }
-  throw ToolError(
-      "\"" + text +
-      "\" is no temperature range; write the lower and the upper end in degrees Celsius, "
-      "for example 20:35.5");
+  throw ToolError("\"" + text + "\" is no range; write the lower and the upper end in " +
+                  MeaningOf(quantity));
 }
 
 void PictureOptions::AddTo(CLI::App& command) {
@@ -75,15 +98,30 @@ void PictureOptions::AddTo(CLI::App& command) {
          "GAIN");
   command
       .add_option("--range", rangeText_,
-                  "degrees Celsius; with an automatic gain its limits (manual: 16:48)")
+                  "degrees Celsius (--subtract: kelvin, --by-raw: counts); with an automatic gain "
+                  "its limits (manual: 16:48)")
       ->type_name("LOW:HIGH");
 }
 
 void PictureOptions::Apply(zocam::Device& device) const {
   device.SetBgrOrder(false);
-  if (rangeText_.empty()) return;
-  const CelsiusRange range = ParseCelsiusRange(rangeText_);
-  const zocam::Device::Range limits{CentiKelvin(range.low), CentiKelvin(range.high)};
+  const Quantity quantity = QuantityOf(device);
+  if (!rangeText_.empty()) ParseRange(rangeText_, quantity);
+  if (rangeText_.empty() && IsManual() && quantity != Quantity::kTemperature)
+    throw ToolError(std::string("--gain manual needs a --range here, in ") + MeaningOf(quantity));
+}
+
+void PictureOptions::ApplyRange(zocam::Device& device) const {
+  const Quantity quantity = QuantityOf(device);
+  // The automatic gains' own limits are temperatures.
+  if (rangeText_.empty() && quantity == Quantity::kTemperature) return;
+  const int32_t resolution = ZoLib_GetLastTempResolution(device.Handle());
+  const ValueRange range =
+      rangeText_.empty()
+          ? ValueRange{ValueOf(quantity, 0, resolution), ValueOf(quantity, kMostSample, resolution)}
+          : ParseRange(rangeText_, quantity);
+  const zocam::Device::Range limits{SettingOf(quantity, range.low, resolution),
+                                    SettingOf(quantity, range.high, resolution)};
   IsManual() ? device.SetDecodeRange(limits) : device.SetAgcRange(limits);
 }
 

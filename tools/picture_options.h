@@ -9,9 +9,10 @@
 #include "zocam/zocam.hpp"
 
 #include "tools/picture.h"
+#include "tools/quantity.h"
 
-struct CelsiusRange {
-  double low;
+struct ValueRange {
+  double low;  // both in the unit of the quantity shown
   double high;
 };
 
@@ -20,8 +21,12 @@ class PictureOptions {
   // Adds --format, --gain and --range.
   void AddTo(CLI::App& command);
 
-  // Gives the range, if one was chosen, and the byte order to the device.
+  // Gives the byte order to the device, which is set to decode as it will, and checks the range.
+  // Throws ToolError.
   void Apply(zocam::Device& device) const;
+  // Gives the range to the device. Its meaning depends on the unit of the camera's images, which
+  // some models tell only with a frame: to be called once one was decoded.
+  void ApplyRange(zocam::Device& device) const;
 
   bool IsManual() const { return gain_ == ZO_GAIN_MANUAL; }
   // The output format that pictures are rendered in, and that of their palette.
@@ -37,8 +42,8 @@ class PictureOptions {
   std::string rangeText_;
 };
 
-// "20:35.5" in degrees Celsius. Throws ToolError.
-CelsiusRange ParseCelsiusRange(const std::string& text);
+// "20:35.5" in the quantity's unit. Throws ToolError.
+ValueRange ParseRange(const std::string& text, Quantity quantity);
 
 // Renders a frame in the format of the options.
 Picture RenderPicture(const zocam::Frame& frame, const PictureOptions& options);

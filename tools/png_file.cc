@@ -3,8 +3,12 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
+
+#include "tools/advice.h"
 
 namespace {
 
@@ -80,6 +84,51 @@ std::vector<uint8_t> Encode(const PngRows& rows, std::vector<PngText> texts) {
   return std::move(writer.bytes);
 }
 
+constexpr size_t kSignatureBytes = 8;
+constexpr uint32_t kMostPixelsPerSide = 4096;
+constexpr size_t kMostChunkBytes = size_t{1} << 20;
+
+struct PngReader {
+  std::span<const uint8_t> rest;
+  std::string failure;
+};
+
+// Called from C: nothing may be thrown through them.
+void KeepReadFailure(png_structp png, png_const_charp message) {
+  try {
+    static_cast<PngReader*>(png_get_error_ptr(png))->failure = message;
+  } catch (...) {  // the jump says enough
+  }
+  png_longjmp(png, 1);
+}
+
+void TakeBytes(png_structp png, png_bytep data, size_t length) {
+  auto* reader = static_cast<PngReader*>(png_get_io_ptr(png));
+  if (reader->rest.size() < length) png_error(png, "it ends early");
+  std::memcpy(data, reader->rest.data(), length);
+  reader->rest = reader->rest.subspan(length);
+}
+
+// As in WritePng, nothing in these two has a destructor.
+bool ReadPngHeader(png_structp png, png_infop info, PngReader* reader) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT: libpng knows no other way
+  png_set_read_fn(png, reader, TakeBytes);
+  png_set_user_limits(png, kMostPixelsPerSide, kMostPixelsPerSide);
+  png_set_chunk_malloc_max(png, kMostChunkBytes);
+  png_read_info(png, info);
+  return true;
+}
+
+bool ReadPngRows(png_structp png, png_infop info, uint8_t* rows, size_t rowBytes, uint32_t height) {
+  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT: libpng knows no other way
+  const int passes = png_set_interlace_handling(png);
+  png_read_update_info(png, info);
+  for (int pass = 0; pass < passes; ++pass)
+    for (uint32_t y = 0; y < height; ++y) png_read_row(png, rows + y * rowBytes, nullptr);
+  png_read_end(png, info);
+  return true;
+}
+
 }  // namespace
 
 std::vector<uint8_t> EncodePng(const Picture& picture, const std::vector<PngText>& texts) {
@@ -89,7 +138,8 @@ std::vector<uint8_t> EncodePng(const Picture& picture, const std::vector<PngText
                 texts);
 }
 
-std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, std::vector<PngText> texts) {
+std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, Quantity quantity,
+                               std::vector<PngText> texts) {
   std::vector<uint8_t> bytes;
   bytes.reserve(image.values.size() * 2);
   for (uint16_t value : image.values) {
@@ -97,10 +147,61 @@ std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, std::vector
     bytes.push_back(static_cast<uint8_t>(value & 0xFF));
   }
   const std::string resolution = std::to_string(image.resolution);
-  texts.push_back({"Unit", "1/" + resolution + " K"});
-  texts.push_back({"Resolution", resolution});
-  texts.push_back({"Description", "degrees Celsius = sample / " + resolution + " - 273.15"});
+  texts.push_back({kPngQuantityKey, PngQuantityName(quantity)});
+  if (quantity == Quantity::kCounts) {
+    texts.push_back({"Unit", "1"});
+  } else {
+    texts.push_back({"Unit", "1/" + resolution + " K"});
+    texts.push_back({"Resolution", resolution});
+    texts.push_back(
+        {"Description", quantity == Quantity::kDifference
+                            ? "kelvin = (sample - 27315) / " + resolution
+                            : "degrees Celsius = sample / " + resolution + " - 273.15"});
+  }
   return Encode(
       {image.width, image.height, 16, PNG_COLOR_TYPE_GRAY, size_t{2} * image.width, bytes.data()},
       std::move(texts));
+}
+
+const char* PngQuantityName(Quantity quantity) {
+  switch (quantity) {
+    case Quantity::kCounts:
+      return "counts";
+    case Quantity::kDifference:
+      return "temperature difference";
+    default:
+      return "temperature";
+  }
+}
+
+bool IsPng(std::span<const uint8_t> bytes) {
+  return bytes.size() >= kSignatureBytes && png_sig_cmp(bytes.data(), 0, kSignatureBytes) == 0;
+}
+
+PngValues DecodeGrey16Png(std::span<const uint8_t> bytes) {
+  PngReader reader{bytes, ""};
+  png_structp png =
+      png_create_read_struct(PNG_LIBPNG_VER_STRING, &reader, KeepReadFailure, IgnoreWarning);
+  png_infop info = png != nullptr ? png_create_info_struct(png) : nullptr;
+  const auto destroy = [&](png_structp one) { png_destroy_read_struct(&one, &info, nullptr); };
+  const std::unique_ptr<png_struct, decltype(destroy)> owner(png, destroy);
+  if (info == nullptr) throw std::bad_alloc();
+  PngValues image;
+  const auto require = [&](bool good) {
+    if (!good) throw ToolError("the PNG is damaged: " + reader.failure);
+  };
+  require(ReadPngHeader(png, info, &reader));
+  if (png_get_bit_depth(png, info) != 16 || png_get_color_type(png, info) != PNG_COLOR_TYPE_GRAY)
+    throw ToolError("the PNG is a picture, not 16-bit grey values; take it with --raw16");
+  image.width = png_get_image_width(png, info);
+  image.height = png_get_image_height(png, info);
+  std::vector<uint8_t> rows(size_t{2} * image.width * image.height);
+  require(ReadPngRows(png, info, rows.data(), size_t{2} * image.width, image.height));
+  image.values.resize(rows.size() / 2);
+  for (size_t i = 0; i < image.values.size(); ++i)
+    image.values[i] = static_cast<uint16_t>(rows[2 * i] << 8 | rows[2 * i + 1]);
+  png_textp texts = nullptr;
+  for (int i = 0, count = png_get_text(png, info, &texts, nullptr); i < count; ++i)
+    if (texts[i].text != nullptr) image.texts.push_back({texts[i].key, texts[i].text});
+  return image;
 }

@@ -14,7 +14,10 @@ constexpr Rgb kBackground = {22, 22, 24};
 constexpr Rgb kInk = {232, 232, 232};
 constexpr double kTopLevel = 1023.0;
 
-double CelsiusOfCentiKelvin(int32_t value) { return zocam::Celsius(value, 100); }
+// The value of a device's range setting, which is in hundredths of a kelvin.
+double ValueOfSetting(Quantity quantity, int32_t setting, int32_t resolution) {
+  return ValueOf(quantity, setting * resolution / 100.0, resolution);
+}
 
 // The widest of 1, 2 and 5 times a power of ten that gives at most most steps.
 double TickStep(double span, double most) {
@@ -25,10 +28,10 @@ double TickStep(double span, double most) {
   return 10.0 * power;
 }
 
-std::string TickText(double celsius, double step) {
+std::string TickText(double value, double step) {
   const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 4);
   char text[32];
-  std::snprintf(text, sizeof text, "%.*f", decimals, celsius);
+  std::snprintf(text, sizeof text, "%.*f", decimals, value);
   // No "-0.0".
   const bool isZero = std::string_view(text).find_first_not_of("-0.") == std::string_view::npos;
   return isZero && text[0] == '-' ? text + 1 : text;
@@ -43,27 +46,30 @@ void FillBox(Picture& picture, uint32_t left, uint32_t top, uint32_t width, uint
 
 ColourScale::ColourScale(const Measurement& measurement, const zocam::Image& grey,
                          const zocam::Device& device, const PictureOptions& options)
-    : colours_(options.Colours()) {
+    : quantity_(measurement.quantity), colours_(options.Colours()) {
+  const int32_t resolution = measurement.image.resolution;
   if (options.IsManual()) {
     const zocam::Device::Range range = device.DecodeRange();
-    range_ = {CelsiusOfCentiKelvin(range.low), CelsiusOfCentiKelvin(range.high)};
+    range_ = {ValueOfSetting(quantity_, range.low, resolution),
+              ValueOfSetting(quantity_, range.high, resolution)};
     levels_ = {{range_.low, 0.0}, {range_.high, kTopLevel}};
     return;
   }
   // What an automatic gain did shows in the picture itself.
-  const TemperatureSummary seen = Summarise(measurement.image, device);
+  const ValueSummary seen = Summarise(measurement.image, measurement.quantity, device);
   const zocam::Device::Range limits = device.AgcRange();
-  range_ = {std::max(seen.minimum, CelsiusOfCentiKelvin(limits.low)),
-            std::min(seen.maximum, CelsiusOfCentiKelvin(limits.high))};
+  range_ = {std::max(seen.minimum, ValueOfSetting(quantity_, limits.low, resolution)),
+            std::min(seen.maximum, ValueOfSetting(quantity_, limits.high, resolution))};
   for (size_t i = 0; i < grey.pixels.size(); ++i)
-    levels_[measurement.image.Celsius(i)] = grey.pixels[i] * kTopLevel / 255.0;
+    levels_[ValueOf(quantity_, measurement.image.values[i], resolution)] =
+        grey.pixels[i] * kTopLevel / 255.0;
   constexpr double kLeastSpan = 1.0;  // a uniform view still gets a scale
   const double missing = kLeastSpan - (range_.high - range_.low);
   if (missing > 0.0) range_ = {range_.low - missing / 2, range_.high + missing / 2};
 }
 
-Rgb ColourScale::ColourAt(double celsius) const {
-  const auto above = levels_.lower_bound(celsius);
+Rgb ColourScale::ColourAt(double value) const {
+  const auto above = levels_.lower_bound(value);
   double level = 0.0;
   if (above == levels_.begin()) {
     level = above->second;
@@ -71,7 +77,7 @@ Rgb ColourScale::ColourAt(double celsius) const {
     level = std::prev(above)->second;
   } else {
     const auto below = std::prev(above);
-    const double share = (celsius - below->first) / (above->first - below->first);
+    const double share = (value - below->first) / (above->first - below->first);
     level = below->second + (above->second - below->second) * share;
   }
   return colours_[static_cast<size_t>(std::clamp(level, 0.0, kTopLevel))];
@@ -90,9 +96,9 @@ Picture WithScaleBar(const Picture& picture, const ColourScale& scale) {
   const auto lastTick = static_cast<int>(std::floor(high / step + 1e-6));
   for (int i = firstTick; i <= lastTick; ++i) ticks.push_back(i * step);
 
-  uint32_t labelWidth = LabelWidth("°C", digits);
-  for (double celsius : ticks)
-    labelWidth = std::max(labelWidth, LabelWidth(TickText(celsius, step), digits));
+  uint32_t labelWidth = LabelWidth(scale.Unit(), digits);
+  for (double value : ticks)
+    labelWidth = std::max(labelWidth, LabelWidth(TickText(value, step), digits));
   const uint32_t barLeft = picture.width + digits;
   const uint32_t barWidth = digits * 3 / 2;
   const uint32_t labelLeft = barLeft + barWidth + 2 * tick;
@@ -106,12 +112,12 @@ Picture WithScaleBar(const Picture& picture, const ColourScale& scale) {
     const double share = (y + 0.5) / barHeight;
     FillBox(canvas, barLeft, barTop + y, barWidth, 1, scale.ColourAt(high - share * (high - low)));
   }
-  for (double celsius : ticks) {
-    const double share = std::clamp((high - celsius) / (high - low), 0.0, 1.0);
+  for (double value : ticks) {
+    const double share = std::clamp((high - value) / (high - low), 0.0, 1.0);
     const auto y = static_cast<uint32_t>(std::lround(barTop + share * barHeight));
     FillBox(canvas, barLeft + barWidth + frame, y - frame, tick, frame, kInk);
-    DrawLabel(canvas, labelLeft, y - digits / 2, digits, TickText(celsius, step), kInk);
+    DrawLabel(canvas, labelLeft, y - digits / 2, digits, TickText(value, step), kInk);
   }
-  DrawLabel(canvas, labelLeft, digits / 2, digits, "°C", kInk);
+  DrawLabel(canvas, labelLeft, digits / 2, digits, scale.Unit(), kInk);
   return canvas;
 }

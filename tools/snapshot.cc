@@ -6,6 +6,7 @@
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
 #include "tools/commands.h"
+#include "tools/decode_options.h"
 #include "tools/measurement.h"
 #include "tools/output_file.h"
 #include "tools/picture_options.h"
@@ -17,6 +18,7 @@ namespace {
 
 struct SnapshotOptions {
   std::string device;
+  DecodeOptions decoding;
   PictureOptions picture;
   std::string picturePath;
   std::string valuesPath;
@@ -43,6 +45,7 @@ std::vector<PngText> DescribeOrigin(const zocam::Device& device) {
 }
 
 void WritePicture(const SnapshotOptions& options, const Measurement& measurement, Source& source) {
+  options.picture.ApplyRange(source.device);
   const RenderedMeasurement rendered = RenderMeasurement(measurement, source, options.picture);
   Picture picture = Enlarge(rendered.picture, options.scale);
   if (!options.noBar)
@@ -51,32 +54,35 @@ void WritePicture(const SnapshotOptions& options, const Measurement& measurement
   WriteOutputFile(options.picturePath, EncodePng(picture, DescribeOrigin(source.device)));
 }
 
-// One line per image row, degrees Celsius.
-void WriteCsv(const std::string& path, const zocam::TemperatureImage& image) {
+// One line per image row: degrees Celsius, kelvin or counts.
+void WriteCsv(const std::string& path, const Measurement& measurement) {
+  const zocam::TemperatureImage& image = measurement.image;
+  const int decimals = measurement.quantity == Quantity::kCounts ? 0 : 2;
   std::vector<uint8_t> text;
   for (size_t i = 0; i < image.values.size(); ++i) {
     char cell[16];
-    const int length = std::snprintf(cell, sizeof cell, "%.2f%c", image.Celsius(i),
+    const double value = ValueOf(measurement.quantity, image.values[i], image.resolution);
+    const int length = std::snprintf(cell, sizeof cell, "%.*f%c", decimals, value,
                                      (i + 1) % image.width == 0 ? '\n' : ',');
     text.insert(text.end(), cell, cell + length);
   }
   WriteOutputFile(path, text);
 }
 
-int TakeSnapshot(const SnapshotOptions& options) {
+int TakeSnapshot(SnapshotOptions& options) {
   if (options.picturePath.empty() && options.valuesPath.empty() && options.csvPath.empty())
     throw ToolError("nothing to write; name a file with -o, --raw16 or --csv");
   Source source = OpenSource(options.device);
+  options.decoding.Apply(source);
   options.picture.Apply(source.device);
-  const Measurement measurement = Measure(source, options.average);
+  const Measurement measurement = Measure(source, options.decoding, options.average);
   if (!options.picturePath.empty()) WritePicture(options, measurement, source);
   if (!options.valuesPath.empty())
-    WriteOutputFile(options.valuesPath,
-                    EncodePng(measurement.image, DescribeOrigin(source.device)));
-  if (!options.csvPath.empty()) WriteCsv(options.csvPath, measurement.image);
-  const TemperatureSummary seen = Summarise(measurement.image, source.device);
-  std::printf("min %.2f °C  max %.2f °C  centre %.2f °C\n", seen.minimum, seen.maximum,
-              seen.centre);
+    WriteOutputFile(options.valuesPath, EncodePng(measurement.image, measurement.quantity,
+                                                  DescribeOrigin(source.device)));
+  if (!options.csvPath.empty()) WriteCsv(options.csvPath, measurement);
+  const ValueSummary seen = Summarise(measurement.image, measurement.quantity, source.device);
+  std::printf("%s\n", SummaryText(seen, measurement.quantity, 2).c_str());
   return kDone;
 }
 
@@ -88,6 +94,7 @@ void AddSnapshotCommand(CLI::App& app, Action& action) {
   AddSourceArgument(*command, options->device);
   command->add_option("-o,--output", options->picturePath, "the picture, a PNG")->type_name("FILE");
   options->picture.AddTo(*command);
+  options->decoding.AddTo(*command);
   command->add_option("--average", options->average, "number of frames to take the mean of")
       ->check(CLI::Range(1, 1000).description(""))
       ->type_name("N")
@@ -96,7 +103,9 @@ void AddSnapshotCommand(CLI::App& app, Action& action) {
       ->add_option("--raw16", options->valuesPath,
                    "the measured values, a 16-bit PNG that says their unit")
       ->type_name("FILE");
-  command->add_option("--csv", options->csvPath, "the temperatures in degrees Celsius, a table")
+  command
+      ->add_option("--csv", options->csvPath,
+                   "the values, a table: degrees Celsius (--subtract: kelvin, --by-raw: counts)")
       ->type_name("FILE");
   command->add_flag("--no-bar", options->noBar, "leave out the colour scale");
   command->add_option("--scale", options->scale, "picture pixels per camera pixel")

@@ -9,6 +9,7 @@
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
 #include "tools/commands.h"
+#include "tools/decode_options.h"
 #include "tools/half_blocks.h"
 #include "tools/measurement.h"
 #include "tools/picture_options.h"
@@ -26,6 +27,7 @@ constexpr auto kTooLongSilent = 10s;  // and give up when nobody can press a key
 
 struct WatchOptions {
   std::string device;
+  DecodeOptions decoding;
   PictureOptions picture;
   uint64_t frames = 0;  // 0: until told to stop
   bool highRate = false;
@@ -61,7 +63,7 @@ std::string CutToColumns(const std::string& text, uint32_t columns) {
 
 class WatchView {
  public:
-  WatchView(const Source& source, const PictureOptions& options)
+  WatchView(Source& source, const PictureOptions& options)
       : source_(source),
         options_(options),
         title_(source.place + "  " + source.device.ProductName() + "  " +
@@ -73,12 +75,14 @@ class WatchView {
   bool IsTerminal() const { return screen_.IsTerminal(); }
 
   void ShowFrame(const zocam::Frame& frame, double rate) {
-    const TemperatureSummary seen = Summarise(frame.Temperatures(), source_.device);
-    char text[128];
-    std::snprintf(text, sizeof text, "min %.1f  max %.1f  centre %.1f °C   %.1f frames/s",
-                  seen.minimum, seen.maximum, seen.centre, rate);
+    const zocam::TemperatureImage image = frame.Temperatures();
+    const Quantity quantity = QuantityOf(source_.device);
+    char rateText[32];
+    std::snprintf(rateText, sizeof rateText, "   %.1f frames/s", rate);
+    options_.ApplyRange(source_.device);
     picture_ = RenderPicture(frame, options_);
-    Show(text);
+    const int decimals = quantity == Quantity::kDifference ? 2 : 1;
+    Show(SummaryText(Summarise(image, quantity, source_.device), quantity, decimals) + rateText);
   }
 
   // Keeps the last picture. Lines that stay are not repeated.
@@ -120,7 +124,7 @@ class WatchView {
   }
 
   TerminalScreen screen_;
-  const Source& source_;
+  Source& source_;
   const PictureOptions& options_;
   std::string title_;
   Picture picture_;
@@ -140,8 +144,9 @@ void ShowOrExplain(WatchView& view, const zocam::Frame& frame, double rate) {
   }
 }
 
-int Watch(const WatchOptions& options) {
+int Watch(WatchOptions& options) {
   Source source = OpenSource(options.device);
+  options.decoding.Apply(source);
   options.picture.Apply(source.device);
   // Only the newest frame is worth showing.
   source.device.StartQueue(1, options.highRate);
@@ -155,6 +160,7 @@ int Watch(const WatchOptions& options) {
     if (frame) {
       lastFrame = now;
       rate.Count(now);
+      options.decoding.FollowResolution(source, *frame);
       ShowOrExplain(view, *frame, rate.PerSecond());
       if (++shown == options.frames) return kDone;
       continue;
@@ -176,6 +182,7 @@ void AddWatchCommand(CLI::App& app, Action& action) {
   const auto options = std::make_shared<WatchOptions>();
   AddSourceArgument(*command, options->device);
   options->picture.AddTo(*command);
+  options->decoding.AddTo(*command);
   command->add_option("--frames", options->frames, "end after so many frames")->type_name("N");
   command->add_flag("--high-rate", options->highRate,
                     "25.9 instead of 8.6 frames per second, on models that have it");

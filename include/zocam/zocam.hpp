@@ -415,9 +415,71 @@ class Device {
   void SetColorizeByRaw(bool on) {
     session_->Check(ZoLib_SetColorizeByRaw(Handle(), on), "cannot choose raw counts");
   }
+  /**
+   * Installs the reference image that Subtraction shows differences to; does not switch it on.
+   * @param reference Width() x Height() values in the unit of the camera's images. @throws Error 6
+   * when they are fewer.
+   */
+  void SetSubtractionTable(std::span<const uint16_t> reference) {
+    constexpr size_t kMost = std::numeric_limits<uint32_t>::max();
+    session_->Check(ZoLib_SetSubtractionTempTable(
+                        Handle(), reference.data(),
+                        static_cast<uint32_t>(std::min(reference.size_bytes(), kMost))),
+                    "cannot install the reference image");
+  }
+  bool Subtraction() const noexcept { return ZoLib_GetSubtractionTemp(Handle()) != 0; }
+  /** Off also discards the reference image. */
+  void SetSubtraction(bool on) noexcept { ZoLib_SetSubtractionTemp(Handle(), on); }
   /** True: pixels are B, G, R; false: R, G, B. */
   bool BgrOrder() const noexcept { return ZoLib_GetRGBOrder(Handle()) != 0; }
   void SetBgrOrder(bool on) noexcept { ZoLib_SetRGBOrder(Handle(), on); }
+  /** @} */
+
+  /** The image of the frame that was decoded last, after every stage: what SetSubtractionTable()
+   * takes. @throws Error 7 when none has been. Thread: locked. */
+  TemperatureImage TemperatureTable() const {
+    TemperatureImage image{Width(), Height(), 0, {}};
+    image.values.resize(size_t{image.width} * image.height);
+    const std::lock_guard lock(session_->decodeMutex);
+    session_->Check(ZoLib_GetTempTable(Handle(), image.values.data(),
+                                       static_cast<uint32_t>(image.values.size() * 2)),
+                    "no frame has been decoded");
+    image.resolution = ZoLib_GetLastTempResolution(Handle());
+    return image;
+  }
+
+  /** @name Reflection correction; see zocam.h. Thread: locked. @{ */
+
+  /** Learns from every frame decoded from now on. */
+  void StartReflectionLearning() {
+    session_->Check(ZoLib_ReflectCorrGenStart(Handle()), "cannot start learning reflections");
+  }
+  /** Ends learning. @return the correction image, the bytes of a "ZORC" file. @throws Error 22 when
+   * no frame was decoded meanwhile; learning has ended then, too. */
+  std::vector<uint8_t> StopReflectionLearning() {
+    uint16_t* bytes = nullptr;
+    uint32_t size = 0;
+    session_->Check(ZoLib_ReflectCorrGenStop(Handle(), &bytes, &size),
+                    "no reflections were learnt");
+    const std::unique_ptr<void, decltype(&ZoLib_ReflectCorrDataRelease)> owner(
+        bytes, &ZoLib_ReflectCorrDataRelease);
+    const auto* first = reinterpret_cast<const uint8_t*>(bytes);
+    return {first, first + size};
+  }
+  /** Installs a correction image. @throws Error 21, 24 or 26 when it is not one for this camera;
+   * the installed one then stays. */
+  void SetReflectionCorrection(std::span<const uint8_t> zorc) {
+    ZoStatus status = ZO_STATUS_INVALID_VALUE;  // without bytes the C function would remove
+    if (!zorc.empty() && zorc.size() <= std::numeric_limits<uint32_t>::max())
+      status = ZoLib_SetReflectCorrData(Handle(), zorc.data(), static_cast<uint32_t>(zorc.size()));
+    session_->Check(status, "cannot install the reflection correction");
+  }
+  /** As SetReflectionCorrection(), from a file; @throws Error 23, too, when it cannot be read. */
+  void SetReflectionCorrectionFile(const std::string& path) {
+    session_->Check(ZoLib_SetReflectCorrFile(Handle(), path.c_str()),
+                    "cannot install a reflection correction from a file");
+  }
+  void ClearReflectionCorrection() noexcept { ZoLib_SetReflectCorrData(Handle(), nullptr, 0); }
   /** @} */
 
  private:

@@ -1,0 +1,131 @@
+#include "tools/decode_options.h"
+
+#include <charconv>
+
+#include "tools/advice.h"
+#include "tools/camera_summary.h"
+
+namespace {
+
+constexpr uint16_t kHighestThreshold = 100;
+
+// 0 for "off"; nothing for what is neither that nor a threshold.
+std::optional<uint16_t> ParseThreshold(const std::string& text) {
+  if (text == "off") return 0;
+  uint16_t threshold = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), threshold);
+  if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  if (threshold < 1 || threshold > kHighestThreshold) return std::nullopt;
+  return threshold;
+}
+
+std::string CheckThreshold(const std::string& text) {
+  return ParseThreshold(text) ? "" : "\"" + text + "\" is neither off nor a number from 1 to 100";
+}
+
+void InstallReflections(Source& source, const std::string& path) {
+  try {
+    source.device.SetReflectionCorrectionFile(path);
+  } catch (const zocam::Error& error) {
+    switch (error.Status()) {
+      case ZO_STATUS_FILE_IO_ERROR:
+        throw ToolError("cannot read " + path +
+                        ": it is not there, not a plain file, or not yours");
+      case ZO_STATUS_INVALID_FILE_FORMAT:
+        throw ToolError(path + " is no reflection correction for a camera of this model (" +
+                        ProductText(source.device.ProductId()) +
+                        "); make one with zocam reflection make");
+      case ZO_STATUS_MODEL_UNSUPPORTED:
+        throw ToolError(path + " was made by another model than this camera (" +
+                        ProductText(source.device.ProductId()) +
+                        "); make one with zocam reflection make");
+      default:
+        throw;
+    }
+  }
+}
+
+std::string SizeText(uint32_t width, uint32_t height) {
+  return std::to_string(width) + " x " + std::to_string(height) + " pixels";
+}
+
+}  // namespace
+
+void DecodeOptions::AddTo(CLI::App& command) {
+  const std::string group = "Decoding (left out: as the model has it)";
+  const auto onOff = [&](const char* name, std::optional<bool>& value, const char* what) {
+    command
+        .add_option_function<std::string>(
+            name, [&value](const std::string& text) { value = text == "on"; }, what)
+        ->check(CLI::IsMember({"on", "off"}).description(""))
+        ->type_name("on|off")
+        ->group(group);
+  };
+  command
+      .add_option_function<std::string>(
+          "--noise-filter",
+          [this](const std::string& text) { noiseThreshold_ = ParseThreshold(text); },
+          "smooth differences up to a threshold, 1 to 100")
+      ->check(CLI::Validator(CheckThreshold, ""))
+      ->type_name("N|off")
+      ->group(group);
+  onOff("--undistort", undistortion_, "straighten the lens's picture");
+  onOff("--circumference", circumference_,
+        "lift the border of the picture, on models that need it");
+  command
+      .add_flag("--window", window_,
+                "correct for a protective window before the camera; leaves --circumference out")
+      ->group(group);
+  command.add_flag("--upside-down", upsideDown_, "turn the picture by 180 degrees")->group(group);
+  CLI::Option* subtract =
+      command
+          .add_option("--subtract", referencePath_,
+                      "show differences in K to this image: a PNG of --raw16, or a NumPy array of "
+                      "uint16 in the camera's own unit")
+          ->type_name("FILE")
+          ->group(group);
+  CLI::Option* reflection = command
+                                .add_option("--reflection", reflectionPath_,
+                                            "correct reflections, by a file that zocam reflection "
+                                            "make wrote")
+                                ->type_name("FILE")
+                                ->group(group);
+  // Counts are no temperatures: nothing in kelvin can be taken from them.
+  command.add_flag("--by-raw", byRaw_, "show the sensor's counts instead of temperatures")
+      ->excludes(subtract)
+      ->excludes(reflection)
+      ->group(group);
+}
+
+void DecodeOptions::Apply(Source& source) {
+  zocam::Device& device = source.device;
+  if (noiseThreshold_) {
+    device.SetNoiseFilter(*noiseThreshold_ != 0);
+    if (*noiseThreshold_ != 0) device.SetNoiseFilterThreshold(*noiseThreshold_);
+  }
+  if (undistortion_) device.SetUndistortion(*undistortion_);
+  if (circumference_) {
+    device.SetCircumferenceCorrection(*circumference_);
+    if (device.CircumferenceCorrection() != *circumference_)
+      throw ToolError(source.place + ": cameras of model " + ProductText(device.ProductId()) +
+                      " have no circumference correction; leave out --circumference");
+  }
+  device.SetWindowCorrection(window_ ? 1 : 0);
+  device.SetUpsideDown(upsideDown_);
+  device.SetColorizeByRaw(byRaw_);
+  if (!reflectionPath_.empty()) InstallReflections(source, reflectionPath_);
+  if (referencePath_.empty()) return;
+  reference_ = ReadReferenceImage(referencePath_);
+  if (reference_.width != device.Width() || reference_.height != device.Height())
+    throw ToolError(referencePath_ + " has " + SizeText(reference_.width, reference_.height) +
+                    ", the camera's images have " + SizeText(device.Width(), device.Height()));
+  device.SetSubtraction(true);
+}
+
+void DecodeOptions::FollowResolution(Source& source, const zocam::Frame& frame) {
+  if (referencePath_.empty() || frame.Check() != ZO_STATUS_OK) return;
+  const int32_t resolution = ZoLib_GetLastTempResolution(source.device.Handle());
+  if (resolution == installedResolution_) return;
+  source.device.SetSubtractionTable(ValuesAt(reference_, resolution));
+  installedResolution_ = resolution;
+}

@@ -1,0 +1,22 @@
+// Arrays of 16-bit values as NumPy stores them (.npy).
+#ifndef ZOCAM_TOOLS_NPY_FILE_H
+#define ZOCAM_TOOLS_NPY_FILE_H
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+struct NpyImage {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  std::vector<uint16_t> values;  // row by row
+};
+
+// Whether the bytes begin as such a file does.
+bool IsNpy(std::span<const uint8_t> bytes);
+
+// Reads a two-dimensional array of uint16 in row order, of either byte order. Throws ToolError,
+// which says what the array is instead.
+NpyImage DecodeNpy(std::span<const uint8_t> bytes);
+
+#endif

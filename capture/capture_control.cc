@@ -3,6 +3,7 @@
 #include "capture/v4l2_stream.h"
 #include "core/callback_thread.h"
 #include "core/status.h"
+#include "file/playback.h"
 
 namespace {
 
@@ -18,6 +19,7 @@ ZoStatus CheckReady(_ZoDev* dev) {
 }
 
 ZoStatus StartStream(_ZoDev* dev) {
+  if (dev->isFileHandle) return ZoLib_Priv_FileReadStart(dev);
   const ZoStatus status = ZoLib_Priv_OsDepObserverStart(dev);
   if (status != ZO_STATUS_OK) return status;
   return ZoLib_Priv_OsDepCaptureStart(dev);
@@ -54,6 +56,7 @@ ZoStatus ZoLib_CaptureStop(_ZoDev* dev) {
 
 ZoStatus EndStream(_ZoDev* dev) {
   dev->capturing = 0;
+  if (dev->isFileHandle) return EndPlayback(dev);
   const ZoStatus status = ZoLib_Priv_OsDepCaptureStop(dev);
   ZoLib_Priv_OsDepObserverStop(dev);
   return status;

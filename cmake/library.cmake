@@ -10,6 +10,8 @@ set(ZOCAM_SOURCES
   decode/decoder_d.cc decode/noise_filter.cc decode/pipeline.cc decode/raw_frame.cc
   decode/reflection.cc decode/reflection_correction.cc decode/subtraction.cc
   decode/temp_decoders.cc decode/undistortion.cc decode/window_correction.cc
+  file/frame_dump.cc file/playback.cc file/reader.cc file/recording_format.cc file/scan.cc
+  file/seek.cc file/stream_io.cc file/time_based_gain.cc file/writer.cc
   render/auto_gain.cc render/formats.cc render/frame_statistics.cc render/gain_settings.cc render/grey_expansion.cc
   render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc)
 

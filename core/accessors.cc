@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "core/callback_thread.h"
 #include "core/device_record.h"
 
 namespace {
@@ -163,17 +164,17 @@ uint64_t ZoLib_GetFileHeadTimeOffset(_ZoDev* dev) {
   return Read<uint64_t>(dev, &_ZoDev::fileHeadTimeOffset);
 }
 uint64_t ZoLib_GetFileCurrentTimeOffset(_ZoDev* dev) {
-  return dev == nullptr ? 0 : dev->fileCurrentTrailer.timeOffset;
+  return dev == nullptr ? 0 : dev->fileCurrentTrailer.timeOffset.Load();
 }
 uint32_t ZoLib_GetFileFrames(_ZoDev* dev) { return Read<uint32_t>(dev, &_ZoDev::fileFrames); }
 uint32_t ZoLib_GetFileCurrentFrameNumber(_ZoDev* dev) {
-  return dev == nullptr ? 0 : dev->fileCurrentTrailer.frameNumber;
+  return dev == nullptr ? 0 : dev->fileCurrentTrailer.frameNumber.Load();
 }
 void ZoLib_GetFileHeadDateTime(_ZoDev* dev, DateTime16* time) {
   if (dev != nullptr && time != nullptr) *time = dev->fileHeadDateTime;
 }
 void ZoLib_GetFileCurrentDateTime(_ZoDev* dev, DateTime16* time) {
-  if (dev != nullptr && time != nullptr) *time = dev->fileCurrentTrailer.dateTime;
+  if (dev != nullptr && time != nullptr) *time = dev->fileCurrentTrailer.dateTime();
 }
 uint32_t ZoLib_GetFileReadPaused(_ZoDev* dev) {
   return Read<uint32_t>(dev, &_ZoDev::fileReadPaused);
@@ -181,14 +182,11 @@ uint32_t ZoLib_GetFileReadPaused(_ZoDev* dev) {
 uint32_t ZoLib_GetFileReadEOF(_ZoDev* dev) { return Read<uint32_t>(dev, &_ZoDev::fileReadEOF); }
 uint32_t ZoLib_GetFileError(_ZoDev* dev) { return Read<uint32_t>(dev, &_ZoDev::fileError); }
 
-double ZoLib_GetFileReadSpeed(_ZoDev* dev) {
-  if (dev == nullptr) return 0.0;
-  const ScopedLock lock(*dev->fileLock);
-  return dev->fileReadSpeed;
-}
+double ZoLib_GetFileReadSpeed(_ZoDev* dev) { return Read<double>(dev, &_ZoDev::fileReadSpeed); }
 
 void ZoLib_SetFileReadSpeed(_ZoDev* dev, double speed) {
   if (dev == nullptr || !(speed >= 0.0)) return;  // not a number is refused like a negative speed
+  if (InEofCallback(dev)) return;                 // the calling thread holds the lock already
   const ScopedLock lock(*dev->fileLock);
   dev->fileReadSpeed = speed;
   dev->fileBaseTimeOffset = 0;

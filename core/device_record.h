@@ -16,11 +16,13 @@
 #include <pthread.h>
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <memory>
 
 #include "zocam/zocam.h"
 
+#include "core/file_access.h"
 #include "core/gain_segment.h"
 #include "core/locks.h"
 #include "core/malloc_ptr.h"
@@ -58,6 +60,45 @@ struct FrameTrailer {
   uint64_t timeOffset;  // ms since the recording's first frame
   uint32_t frameNumber;
   DateTime16 dateTime;  // local time
+};
+
+// The trailer that accessors read while playback replaces it: each field is whole, the fields may
+// belong to neighbouring frames.
+class SharedTrailer {
+ public:
+  void Store(const FrameTrailer& trailer) {
+    timeOffset = trailer.timeOffset;
+    frameNumber = trailer.frameNumber;
+    const auto halves = std::bit_cast<std::array<uint64_t, 2>>(trailer.dateTime);
+    date_ = halves[0];
+    clock_ = halves[1];
+  }
+  DateTime16 dateTime() const {
+    return std::bit_cast<DateTime16>(std::array<uint64_t, 2>{date_, clock_});
+  }
+
+  SharedField<uint64_t> timeOffset;
+  SharedField<uint32_t> frameNumber;
+
+ private:
+  SharedField<uint64_t> date_;
+  SharedField<uint64_t> clock_;
+};
+
+// Which frames a recording-wide gain was made of.
+struct ScanKey {
+  uint32_t step;
+  uint64_t from;
+  uint64_t to;
+
+  bool operator==(const ScanKey&) const = default;
+};
+
+// What exists while a recording is played.
+struct PlaybackContext {
+  MallocPtr<uint8_t[]> frame;
+  MallocPtr<uint8_t[]> trailerLine;
+  uint32_t timeBase = 0;  // low bits of the system time in ms at which the anchor was shown
 };
 
 // Column and row of a reference point.
@@ -172,17 +213,39 @@ struct _ZoDev {
   uint16_t tbHistMax = 0;
   MallocPtr<GainSegment[]> tbHistTable;
 
-  // Recording and playback (file/)
-  FrameTrailer fileCurrentTrailer{};  // of the frame last delivered
+  ScanKey tbLinearKey{};
+  ScanKey tbHistKey{};
+
+  // Recording and playback (file/): under fileLock. The stream itself is opened and closed by the
+  // thread that controls the handle, which may therefore look whether there is one.
+  File fileStream;             // the recording that is written or played
+  bool fileIsWritten = false;  // it is written
+  bool isFileHandle = false;   // the handle plays a recording; set when it is opened
+  SharedField<uint32_t> filePassive;
+  int64_t fileWriteEnd = 0;         // behind the last whole record
+  uint64_t fileWriteStartTime = 0;  // ms; 0: no frame yet
+  uint32_t fileWriteFrameCount = 0;
+  MallocPtr<uint8_t[]> fileWriteTrailer;
+  int64_t fileDataStart = 0;   // first record
+  int64_t fileLastRecord = 0;  // last whole record when the file was opened
   uint64_t fileTimeLength = 0;
   uint64_t fileHeadTimeOffset = 0;
   uint32_t fileFrames = 0;
   DateTime16 fileHeadDateTime{};
+  SharedField<uint32_t> fileReading;
   SharedField<uint32_t> fileReadPaused;
+  SharedField<uint32_t> filePauseParked;
   SharedField<uint32_t> fileReadEOF;
   SharedField<uint32_t> fileError;
-  uint64_t fileBaseTimeOffset = 0;          // fileLock; 0: pacing starts anew with the next frame
-  SharedField<double> fileReadSpeed = 1.0;  // fileLock
+  FrameTrailer fileReadTrailer{};            // of the record last read
+  SharedTrailer fileCurrentTrailer;          // of the frame last delivered
+  SharedField<uint64_t> fileBaseTimeOffset;  // anchor of pacing; 0: the next frame anchors anew
+  SharedField<double> fileReadSpeed = 1.0;
+  ZoFrameCallback fileFrameCallback = nullptr;
+  ZoEofCallback fileEofCallback = nullptr;
+  void* fileCallbackUser = nullptr;
+  pthread_t playbackThread{};
+  std::unique_ptr<PlaybackContext> playback;  // exists while playback is started
   std::unique_ptr<PMutex> fileLock;
   std::unique_ptr<PCond> readerStateCond;
   std::unique_ptr<PCond> readerWakeCond;

@@ -1,5 +1,7 @@
 #include "core/file_access.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -13,4 +15,10 @@ std::FILE* ZoLib_Priv_OsDepFOpen(const char* path, const char* mode) {
   std::strcpy(modeWithCloseOnExec, mode);
   std::strcat(modeWithCloseOnExec, "e");
   return std::fopen(path, modeWithCloseOnExec);
+}
+
+File OpenRegularFile(const char* path) {
+  struct stat info {};
+  if (path == nullptr || stat(path, &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
+  return File(ZoLib_Priv_OsDepFOpen(path, "rb"));
 }

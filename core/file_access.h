@@ -12,6 +12,10 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
+// Opens a regular file for reading; null for anything else: a device or a pipe could keep a reader
+// waiting for ever.
+File OpenRegularFile(const char* path);
+
 extern "C" {
 
 // Opens a file; null on failure, with errno set. The descriptor is not inherited by children.

@@ -21,7 +21,8 @@ class Footer {
   explicit Footer(const uint8_t* start) : start_(start) {}
 
   uint8_t Revision() const { return start_[1]; }
-  uint32_t Time() const { return Word32(2); }  // ms
+  uint8_t FfcState() const { return start_[6] >> 4 & 3; }  // shown by frame dumps only
+  uint32_t Time() const { return Word32(2); }              // ms
   double SensorKelvin() const { return Kelvin(48); }
   double HousingKelvin() const { return Kelvin(52); }
   // At the last flat-field correction (FFC); FfcTime is 0 while none has been made.

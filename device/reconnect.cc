@@ -24,6 +24,7 @@ void EndCommands(_ZoDev* dev) {
 ZoStatus ZoLib_Priv_OsDepReconnect(_ZoDev* dev) {
   if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
   if (RunsCallbacksOf(dev)) return ZO_STATUS_INVALID_STATE;
+  if (dev->isFileHandle) return ZO_STATUS_INVALID_STATE;
   EndStream(dev);
   EndCommands(dev);
 

@@ -139,6 +139,13 @@ typedef struct DateTime16 {
  */
 typedef int (*ZoFrameCallback)(_ZoDev* dev, uint8_t* frame, uint64_t length, void* user);
 
+/**
+ * Tells that playback has reached the end of a recording, once for each time it does. Runs with the
+ * recording's lock held: inside it, seeking and stopping answer 22, and pausing, resuming and
+ * setting the speed do nothing; to play in a loop, seek from another thread. The result is ignored.
+ */
+typedef int (*ZoEofCallback)(_ZoDev* dev, void* user);
+
 /* ------------------------------------------------------------------------------------------------
  * Versions and errors
  * --------------------------------------------------------------------------------------------- */
@@ -564,6 +571,108 @@ ZO_API ZoStatus ZoLib_Gray8ToRGB(const uint8_t* src, uint32_t width, uint32_t he
                                  uint32_t dstSize, uint32_t stride, int32_t bytesPerPixel);
 
 /* ------------------------------------------------------------------------------------------------
+ * Recording. A file holds the raw frames as they arrive, so that it decodes to the same pictures.
+ * --------------------------------------------------------------------------------------------- */
+
+/**
+ * Creates a recording of a camera, header only. @param path created or truncated.
+ * @return 0; 4; 22 the handle has a file already; 23 it cannot be created or written; 2; 20.
+ * Thread: control.
+ */
+ZO_API ZoStatus ZoLib_FileWriteSetup(_ZoDev* dev, const char* path);
+
+/**
+ * As ZoLib_FileWriteSetup, for frames that the caller hands in with ZoLib_FileWritePassiveAdd.
+ * @param rateNumerator, rateDenominator the frame rate that the file tells; both become 0 after a
+ * failure. @return as ZoLib_FileWriteSetup. Thread: control.
+ */
+ZO_API ZoStatus ZoLib_FileWritePassiveSetup(_ZoDev* dev, const char* path, uint32_t rateNumerator,
+                                            uint32_t rateDenominator);
+
+/** Starts recording every captured frame, before the frame callback sees it; frame numbers and
+ * times begin anew, also in the middle of a file. @return 0; 4; 22 nothing is set up; 20. Thread:
+ * control.
+ */
+ZO_API ZoStatus ZoLib_FileWriteStart(_ZoDev* dev);
+
+/** Ends and closes a recording. Releasing the handle does the same. @return 0; 4; 22 nothing is
+ * recorded; 23 closing failed; 20. Thread: control. */
+ZO_API ZoStatus ZoLib_FileWriteStop(_ZoDev* dev);
+
+/**
+ * Appends a frame to a passive recording. A frame that is none of the model's or too short is
+ * dropped, and so is one that cannot be written whole: the file then ends with the record before
+ * it, and ZoLib_GetHostError tells the errno. @param frame a raw frame. @param length its bytes.
+ * @return 0 whatever happened to the frame; 20. Thread: control.
+ */
+ZO_API ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t length);
+
+/* ------------------------------------------------------------------------------------------------
+ * Playback. A recording opens into a handle that is used like a camera: ZoLib_CaptureStart and
+ * ZoLib_CaptureStop, the same callbacks, the same decoding.
+ * --------------------------------------------------------------------------------------------- */
+
+/**
+ * Opens a recording. @param dev receives the handle. @param frameCallback receives the frames,
+ * paced by their times, on a thread of the handle. @param eofCallback is called at the end. @param
+ * user handed to both. @return 0; 21 dev or a callback is null; 23 the file cannot be opened or
+ * read; 24 it is no recording, or an empty one; 2; 20. Thread: any.
+ */
+ZO_API ZoStatus ZoLib_FileReadSetup(_ZoDev** dev, const char* path, ZoFrameCallback frameCallback,
+                                    ZoEofCallback eofCallback, void* user);
+
+/** Opens a recording whose frames the caller fetches one by one with ZoLib_FileReadPassiveNext,
+ * without thread and pacing, after ZoLib_CaptureStart. @return as ZoLib_FileReadSetup. Thread: any.
+ */
+ZO_API ZoStatus ZoLib_FileReadPassiveSetup(_ZoDev** dev, const char* path);
+
+/**
+ * Fetches the next frame of a passive recording. @param buffer receives one raw frame. @param size
+ * bytes at buffer.
+ * @return 0, also at the end (ZoLib_GetFileReadEOF is then 1) and while it is not started; 6 buffer
+ * too small; 23, 24 a file failure, again at every later call; 20. Thread: control.
+ */
+ZO_API ZoStatus ZoLib_FileReadPassiveNext(_ZoDev* dev, uint8_t* buffer, uint32_t size);
+
+/** Pauses playback; the frame in hand is dropped. Nothing for passive recordings. Thread: locked.
+ */
+ZO_API void ZoLib_FileReadPause(_ZoDev* dev);
+
+/** Goes on with the next frame, at once. Thread: locked. */
+ZO_API void ZoLib_FileReadResume(_ZoDev* dev);
+
+/**
+ * Moves started playback to the last frame at or before a time, which is delivered next.
+ * @param timeOffset ms since the recording's first frame. @return 0; 4; 22 not started; 25 at or
+ * beyond the last frame: playback is at the end; 24 a damaged record; 23; 20. Thread: locked.
+ */
+ZO_API ZoStatus ZoLib_FileReadSeek(_ZoDev* dev, uint64_t timeOffset);
+
+/**
+ * Makes one gain for a whole recording from a scan of its frames; ZoLib_SetTimeBasedAGC switches it
+ * on. Playback pauses meanwhile. Finish a frame in hand first. @param linear nonzero: the range of
+ * the linear gain, zero: the table of the non-linear one. @param step every step-th frame. @param
+ * from, to time range in ms; from counts with a step of 2 or more.
+ * @return 0; 4; 21 step 0; 22 no recording, or stopped, or inside the handle's callback; 6 no frame
+ * in range decodes; 2; 23; 20. What was valid stays so, but a failing table scan discards the
+ * table. Thread: control; do not seek or stop meanwhile.
+ */
+ZO_API ZoStatus ZoLib_FileTimeBasedAGCSetup(_ZoDev* dev, uint32_t linear, uint32_t step,
+                                            uint64_t from, uint64_t to);
+
+/**
+ * Writes a frame as text: a column header, its telemetry, one line of numbers per image row.
+ * @param path created or truncated; null: standard output. @param image frameWidth x frameHeight
+ * values. @param imageBytes its bytes. @param telemetry the frame's footer. @param dateTime eight
+ * words of a DateTime16; null: now. @param asTemperature nonzero: kelvin with two decimals.
+ * @return 0; 21 null handle, image or telemetry; 6 image too small; 23 the file cannot be
+ * created; 2. Thread: handle.
+ */
+ZO_API ZoStatus ZoLib_DumpFrame(_ZoDev* dev, const char* path, const uint16_t* image,
+                                uint32_t imageBytes, const uint8_t* telemetry,
+                                const uint16_t* dateTime, uint32_t asTemperature);
+
+/* ------------------------------------------------------------------------------------------------
  * Recordings: read-outs
  * --------------------------------------------------------------------------------------------- */
 
@@ -597,7 +706,7 @@ ZO_API uint32_t ZoLib_GetFileReadEOF(_ZoDev* dev);
 /** Status of the last file failure; sticky. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileError(_ZoDev* dev);
 
-/** Playback speed factor; default 1.0, 0.0 = as fast as possible. Thread: locked. */
+/** Playback speed factor; default 1.0, 0.0 = as fast as possible. Thread: handle. */
 ZO_API double ZoLib_GetFileReadSpeed(_ZoDev* dev);
 
 /** Sets the speed; a negative one is ignored. Takes effect with the next frame. Thread: locked. */

@@ -1,0 +1,143 @@
+// One gain for a whole recording: a pre-scan fixes either the linear range or the table of the
+// non-linear gain, so that the picture keeps its brightness.
+#include <algorithm>
+#include <optional>
+
+#include "core/callback_thread.h"
+#include "core/clocks.h"
+#include "core/status.h"
+#include "file/playback.h"
+#include "file/scan.h"
+#include "render/auto_gain.h"
+#include "render/frame_statistics.h"
+
+namespace {
+
+using zocam::BinCounts;
+using zocam::BinRange;
+using zocam::CountedPixels;
+using zocam::Extremes;
+
+constexpr uint32_t kLevelLimit = 65535;
+
+// Whether the playback thread lives and has not come to rest yet.
+bool WillPark(_ZoDev* dev) {
+  const ScopedLock lock(*dev->fileLock);
+  return dev->fileReading != 0 && dev->filePassive == 0 && dev->fileReadPaused != 0 &&
+         dev->filePauseParked == 0 && dev->fileReadEOF == 0 && dev->fileError == 0;
+}
+
+// Brings playback to rest while it lives: the scan moves the shared file position without the lock.
+class PlaybackAtRest {
+ public:
+  explicit PlaybackAtRest(_ZoDev* dev) : dev_(dev) {
+    const bool plays = dev->fileReading != 0 && dev->fileReadPaused == 0;
+    if (plays) {
+      ZoLib_FileReadPause(dev);
+      resume_ = true;
+    }
+    while (WillPark(dev)) ZoLib_Priv_Sleep(1);
+  }
+  ~PlaybackAtRest() {
+    if (resume_) ZoLib_FileReadResume(dev_);
+  }
+  PlaybackAtRest(const PlaybackAtRest&) = delete;
+  PlaybackAtRest& operator=(const PlaybackAtRest&) = delete;
+
+ private:
+  _ZoDev* dev_;
+  bool resume_ = false;
+};
+
+ZoStatus ScanExtremes(_ZoDev* dev, const ScanKey& key, Extremes* extremes) {
+  struct Context {
+    std::span<const uint32_t> mask;
+    uint32_t width;
+    Extremes extremes;
+  } context{{dev->agcMask.get(), dev->pixelCount}, dev->frameWidth, {}};
+  const auto widen = [](void* user, const uint16_t* image) {
+    auto* c = static_cast<Context*>(user);
+    zocam::WidenExtremes({image, c->mask.size()}, {c->mask, c->width, 0}, c->extremes);
+  };
+  const ZoStatus status = ZoLib_Priv_FileScan(dev, key.step, key.from, key.to, widen, &context);
+  if (status == ZO_STATUS_OK) *extremes = context.extremes;
+  return status;
+}
+
+ZoStatus ScanBins(_ZoDev* dev, const ScanKey& key, const BinRange& range, BinCounts* counts) {
+  struct Context {
+    uint32_t width;
+    uint32_t pixelCount;
+    BinRange range;
+    BinCounts* counts;
+  } context{dev->frameWidth, dev->pixelCount, range, counts};
+  const auto count = [](void* user, const uint16_t* image) {
+    auto* c = static_cast<Context*>(user);
+    zocam::CountBins({image, c->pixelCount}, CountedPixels{{}, c->width, 0}, c->range, *c->counts);
+  };
+  return ZoLib_Priv_FileScan(dev, key.step, key.from, key.to, count, &context);
+}
+
+ZoStatus SetUpLinear(_ZoDev* dev, const ScanKey& key) {
+  Extremes extremes{dev->tbHistMin, dev->tbHistMax};
+  if (!dev->tbHistValid || dev->tbHistKey != key) {
+    const ZoStatus status = ScanExtremes(dev, key, &extremes);
+    if (status != ZO_STATUS_OK) return status;
+  }
+  const ScopedLock lock(*dev->decodeLock);
+  dev->tbLinearMin = extremes.min;
+  dev->tbLinearMax = extremes.max;
+  dev->tbLinearKey = key;
+  dev->tbLinearValid = true;
+  return ZO_STATUS_OK;
+}
+
+// Whole blocks of values, like the per-frame gain's, but within 16 bits.
+BinRange TableRange(Extremes extremes) {
+  const uint32_t low = extremes.min / g_colTabSize * g_colTabSize;
+  const uint32_t high = std::min((extremes.max / g_colTabSize + 1) * g_colTabSize, kLevelLimit);
+  const uint32_t span = high - low;
+  return {low, high, span == 0 ? 1 : span};
+}
+
+ZoStatus SetUpTable(_ZoDev* dev, const ScanKey& key) {
+  Extremes extremes{dev->tbLinearMin, dev->tbLinearMax};
+  if (!dev->tbLinearValid || dev->tbLinearKey != key) {
+    const ZoStatus status = ScanExtremes(dev, key, &extremes);
+    if (status != ZO_STATUS_OK) return status;
+  }
+  const BinRange range = TableRange(extremes);
+  BinCounts counts{};
+  const ZoStatus status = ScanBins(dev, key, range, &counts);
+  const auto segments = zocam::BuildSegments(counts);
+
+  const ScopedLock lock(*dev->decodeLock);
+  if (status != ZO_STATUS_OK) {
+    dev->tbHistTable.reset();
+    dev->tbHistValid = false;
+    return status;
+  }
+  if (!segments) return ZO_STATUS_NOT_ENOUGH_SIZE;
+  if (!EnsureAllocated(dev->tbHistTable, zocam::kGainBins)) return ZO_STATUS_NO_MEMORY;
+  std::ranges::copy(*segments, dev->tbHistTable.get());
+  dev->tbHistMin = static_cast<uint16_t>(range.low);
+  dev->tbHistMax = static_cast<uint16_t>(range.high);
+  dev->tbHistKey = key;
+  dev->tbHistValid = true;
+  return ZO_STATUS_OK;
+}
+
+}  // namespace
+
+ZoStatus ZoLib_FileTimeBasedAGCSetup(_ZoDev* dev, uint32_t linear, uint32_t step, uint64_t from,
+                                     uint64_t to) {
+  if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
+  ZoLib_Priv_ClearError(dev);
+  if (dev->connected == 0) return ZO_STATUS_DEVICE_NOT_READY;
+  if (step == 0) return ZO_STATUS_INVALID_VALUE;
+  if (!dev->isFileHandle || !dev->fileStream || dev->fileIsWritten) return ZO_STATUS_INVALID_STATE;
+  if (RunsCallbacksOf(dev)) return ZO_STATUS_INVALID_STATE;  // it waits for the calling thread
+  const PlaybackAtRest atRest(dev);
+  const ScanKey key{step, from, to};
+  return linear != 0 ? SetUpLinear(dev, key) : SetUpTable(dev, key);
+}

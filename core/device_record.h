@@ -222,6 +222,7 @@ struct _ZoDev {
   bool fileIsWritten = false;  // it is written
   bool isFileHandle = false;   // the handle plays a recording; set when it is opened
   SharedField<uint32_t> filePassive;
+  bool fileWriteTorn = false;       // something stands behind fileWriteEnd
   int64_t fileWriteEnd = 0;         // behind the last whole record
   uint64_t fileWriteStartTime = 0;  // ms; 0: no frame yet
   uint32_t fileWriteFrameCount = 0;
@@ -235,6 +236,8 @@ struct _ZoDev {
   SharedField<uint32_t> fileReading;
   SharedField<uint32_t> fileReadPaused;
   SharedField<uint32_t> filePauseParked;
+  bool playbackAtRest = false;  // the thread waits at the end of the file, or has ended
+  bool fileScanning = false;    // a scan owns the file position; whoever needs it waits
   SharedField<uint32_t> fileReadEOF;
   SharedField<uint32_t> fileError;
   FrameTrailer fileReadTrailer{};            // of the record last read

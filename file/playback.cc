@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr uint32_t kLongestWaitMs = 1000;  // a stepped clock delays nothing for longer
+constexpr uint32_t kLongestWaitMs = 1000;
 
 uint32_t NowMs() { return static_cast<uint32_t>(ZoLib_Priv_GetSysTime()); }
 
@@ -30,10 +30,12 @@ std::unique_ptr<PlaybackContext> MakeContext(const _ZoDev& dev) {
 // From here on, fileLock held unless a function says otherwise.
 
 void WaitAtEndOfFile(_ZoDev* dev) {
-  MarkEndOfFile(dev);
+  if (dev->fileReadEOF == 0) MarkEndOfFile(dev);  // a seek may have told of this end already
+  dev->playbackAtRest = true;
   while (dev->filePassive == 0 && dev->fileReading != 0 && dev->fileReadEOF != 0) {
     dev->readerWakeCond->Wait(dev->fileLock.get(), kLongestWaitMs);
   }
+  dev->playbackAtRest = false;
   dev->playback->timeBase = NowMs();
 }
 
@@ -93,7 +95,7 @@ struct Anchor {
   uint32_t timeMs;  // when it was shown
 };
 
-enum class Pacing { kDue, kDropped, kStopped };
+enum class Pacing { kDue, kPaused, kDropped, kStopped };
 
 // Waits, without fileLock, until the frame is due.
 Pacing PaceFrame(_ZoDev* dev, const FrameTrailer& trailer, Anchor anchor) {
@@ -109,7 +111,7 @@ Pacing PaceFrame(_ZoDev* dev, const FrameTrailer& trailer, Anchor anchor) {
     if (dev->fileReading == 0) return Pacing::kStopped;
     // Looked at again under the lock, so that no change is slept through.
     if (dev->fileBaseTimeOffset != anchor.base) return Pacing::kDropped;
-    if (dev->fileReadPaused != 0) return Pacing::kDue;
+    if (dev->fileReadPaused != 0) return Pacing::kPaused;
     dev->readerWakeCond->Wait(dev->fileLock.get(), std::min(due - elapsed, kLongestWaitMs));
   }
 }
@@ -120,6 +122,10 @@ void* PlaybackMain(void* dev) {
 }
 
 }  // namespace
+
+void WaitForScan(_ZoDev* dev) {
+  while (dev->fileScanning) dev->readerStateCond->Wait(dev->fileLock.get(), kLongestWaitMs);
+}
 
 void MarkEndOfFile(_ZoDev* dev) {
   dev->fileReadEOF = 1;
@@ -140,6 +146,7 @@ ZoStatus ZoLib_Priv_FileReadStart(_ZoDev* dev) {
   {
     const ScopedLock lock(*dev->fileLock);
     dev->playback = std::move(context);
+    dev->playbackAtRest = false;
     dev->fileReadPaused = 0;
     dev->filePauseParked = 0;
     dev->fileReadEOF = 0;
@@ -175,6 +182,7 @@ ZoStatus EndPlayback(_ZoDev* dev) {
   }
   if (dev->filePassive == 0) ZoLib_Priv_OsDepFileReadThreadStop(dev);
   const ScopedLock lock(*dev->fileLock);
+  WaitForScan(dev);
   dev->playback.reset();
   dev->filePassive = 0;
   const bool closed = std::fclose(dev->fileStream.release()) == 0;
@@ -195,6 +203,8 @@ void ZoLib_Priv_FileReadProc(_ZoDev* dev) {
   const CallbackThread callbacks(dev);
   while (ZoLib_Priv_FileReadFrame(dev, nullptr) != 0) {
   }
+  const ScopedLock lock(*dev->fileLock);
+  dev->playbackAtRest = true;
 }
 
 int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer) {
@@ -204,6 +214,7 @@ int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer) {
   Anchor anchor{};
   {
     const ScopedLock lock(*dev->fileLock);
+    WaitForScan(dev);
     if (dev->fileReading == 0) return 0;
     PlaybackContext& context = *dev->playback;
     if (frame == nullptr) frame = context.frame.get();
@@ -228,7 +239,7 @@ int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer) {
   const Pacing pacing = PaceFrame(dev, trailer, anchor);
   if (pacing == Pacing::kStopped) return 0;
   if (pacing == Pacing::kDropped) return 1;
-  if (dev->fileReadPaused != 0) {
+  if (pacing == Pacing::kPaused || dev->fileReadPaused != 0) {
     const ScopedLock lock(*dev->fileLock);
     Park(dev);
     return 1;
@@ -243,6 +254,8 @@ int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer) {
 ZoStatus ZoLib_FileReadPassiveNext(_ZoDev* dev, uint8_t* buffer, uint32_t size) {
   if (dev == nullptr || buffer == nullptr) return ZO_STATUS_NULL_POINTER;
   if (dev->rawFrameBytes > size) return ZO_STATUS_NOT_ENOUGH_SIZE;
+  const bool plays = dev->fileReading != 0 && dev->filePassive == 0;
+  if (plays) return ZO_STATUS_INVALID_STATE;  // the playback thread takes the frames
   if (dev->fileError != 0) return dev->fileError;
   if (ZoLib_Priv_FileReadFrame(dev, buffer) != 0) return ZO_STATUS_OK;
   return dev->fileError;

@@ -31,6 +31,9 @@ ZO_API ZoStatus ZoLib_Priv_OsDepFileReadThreadStop(_ZoDev* dev);
 // Ends started playback whatever the handle's state. 23 when the file could not be closed.
 ZoStatus EndPlayback(_ZoDev* dev);
 
+// Waits until no scan owns the file position; fileLock held.
+void WaitForScan(_ZoDev* dev);
+
 // Marks the end of the file and calls the application; fileLock held.
 void MarkEndOfFile(_ZoDev* dev);
 

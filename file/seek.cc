@@ -142,6 +142,7 @@ ZoStatus ZoLib_FileReadSeek(_ZoDev* dev, uint64_t timeOffset) {
   if (dev->connected == 0) return ZO_STATUS_DEVICE_NOT_READY;
   if (InEofCallback(dev)) return ZO_STATUS_INVALID_STATE;
   const ScopedLock lock(*dev->fileLock);
+  WaitForScan(dev);
   if (dev->fileReading == 0) return ZO_STATUS_INVALID_STATE;
   return Seek(dev, timeOffset).Run();
 }

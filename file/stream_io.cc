@@ -28,5 +28,6 @@ std::optional<int64_t> SizeOf(std::FILE* file) {
 
 bool CutAt(std::FILE* file, int64_t position) {
   std::clearerr(file);
-  return ftruncate(fileno(file), position) == 0 && MoveTo(file, position);
+  const bool cut = ftruncate(fileno(file), position) == 0;
+  return MoveTo(file, position) && cut;
 }

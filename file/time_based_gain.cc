@@ -20,31 +20,38 @@ using zocam::Extremes;
 
 constexpr uint32_t kLevelLimit = 65535;
 
-// Whether the playback thread lives and has not come to rest yet.
-bool WillPark(_ZoDev* dev) {
-  const ScopedLock lock(*dev->fileLock);
-  return dev->fileReading != 0 && dev->filePassive == 0 && dev->fileReadPaused != 0 &&
-         dev->filePauseParked == 0 && dev->fileReadEOF == 0 && dev->fileError == 0;
-}
-
-// Brings playback to rest while it lives: the scan moves the shared file position without the lock.
+// Brings playback to rest, so that no callback decodes meanwhile, and takes the file position: a
+// scan moves it without holding the lock for its whole length.
 class PlaybackAtRest {
  public:
   explicit PlaybackAtRest(_ZoDev* dev) : dev_(dev) {
-    const bool plays = dev->fileReading != 0 && dev->fileReadPaused == 0;
-    if (plays) {
-      ZoLib_FileReadPause(dev);
-      resume_ = true;
-    }
-    while (WillPark(dev)) ZoLib_Priv_Sleep(1);
+    resume_ = dev->fileReading != 0 && dev->fileReadPaused == 0;
+    if (resume_) ZoLib_FileReadPause(dev);
+    while (!TakePosition()) ZoLib_Priv_Sleep(1);
   }
   ~PlaybackAtRest() {
+    {
+      const ScopedLock lock(*dev_->fileLock);
+      dev_->fileScanning = false;
+      dev_->readerStateCond->NotifyAll();
+    }
     if (resume_) ZoLib_FileReadResume(dev_);
   }
   PlaybackAtRest(const PlaybackAtRest&) = delete;
   PlaybackAtRest& operator=(const PlaybackAtRest&) = delete;
 
  private:
+  // False while the playback thread lives and is not at rest yet.
+  bool TakePosition() {
+    const ScopedLock lock(*dev_->fileLock);
+    WaitForScan(dev_);
+    const bool moves = dev_->fileReading != 0 && dev_->filePassive == 0 &&
+                       dev_->fileReadPaused != 0 && dev_->filePauseParked == 0 &&
+                       !dev_->playbackAtRest;
+    if (!moves) dev_->fileScanning = true;
+    return !moves;
+  }
+
   _ZoDev* dev_;
   bool resume_ = false;
 };
@@ -138,6 +145,7 @@ ZoStatus ZoLib_FileTimeBasedAGCSetup(_ZoDev* dev, uint32_t linear, uint32_t step
   if (!dev->isFileHandle || !dev->fileStream || dev->fileIsWritten) return ZO_STATUS_INVALID_STATE;
   if (RunsCallbacksOf(dev)) return ZO_STATUS_INVALID_STATE;  // it waits for the calling thread
   const PlaybackAtRest atRest(dev);
+  if (!dev->fileStream) return ZO_STATUS_INVALID_STATE;  // stopped meanwhile
   const ScanKey key{step, from, to};
   return linear != 0 ? SetUpLinear(dev, key) : SetUpTable(dev, key);
 }

@@ -41,29 +41,35 @@ ZoStatus CreateRecording(const _ZoDev& dev, const char* path, File& file, int64_
 // Fills the beginning of the trailer line for the frame in hand; fileLock held.
 void StampTrailer(_ZoDev& dev, uint64_t now) {
   FrameTrailer trailer{};
-  trailer.timeOffset = now - dev.fileWriteStartTime;
+  // A clock that was set back makes times repeat, not wrap.
+  trailer.timeOffset = now > dev.fileWriteStartTime ? now - dev.fileWriteStartTime : 0;
   trailer.frameNumber = ++dev.fileWriteFrameCount;
   ZoLib_Priv_GetLocalDateTime(&trailer.dateTime);
   PackTrailer(trailer,
               std::span<uint8_t, kTrailerBytes>(dev.fileWriteTrailer.get(), kTrailerBytes));
 }
 
-// Appends one record, or leaves the file as it was; fileLock held.
-void AppendRecord(_ZoDev& dev, const uint8_t* frame) {
+bool WriteRecord(const _ZoDev& dev, const uint8_t* frame) {
   std::FILE* file = dev.fileStream.get();
   const RecordLayout layout(dev);
-  const bool whole =
-      WriteWhole(file, {reinterpret_cast<const uint8_t*>(kMarker), kMarkerBytes}) &&
-      WriteWhole(file, {frame, static_cast<std::size_t>(layout.frame)}) &&
-      WriteWhole(file, {dev.fileWriteTrailer.get(), static_cast<std::size_t>(layout.trailerLine)});
-  if (whole) {
-    dev.fileWriteEnd += layout.record;
+  return WriteWhole(file, {reinterpret_cast<const uint8_t*>(kMarker), kMarkerBytes}) &&
+         WriteWhole(file, {frame, static_cast<std::size_t>(layout.frame)}) &&
+         WriteWhole(file,
+                    {dev.fileWriteTrailer.get(), static_cast<std::size_t>(layout.trailerLine)});
+}
+
+// Appends one record, or leaves the file as it was; fileLock held. Every record begins where the
+// one before ended, or the file could not be walked.
+void AppendRecord(_ZoDev& dev, const uint8_t* frame) {
+  std::FILE* file = dev.fileStream.get();
+  if (dev.fileWriteTorn) dev.fileWriteTorn = !CutAt(file, dev.fileWriteEnd);
+  if (!dev.fileWriteTorn && WriteRecord(dev, frame)) {
+    dev.fileWriteEnd += RecordLayout(dev).record;
     return;
   }
-  // Every record begins where the one before ended, or the file could not be walked. The reason is
-  // kept, because this routine has no status.
-  dev.hostError = static_cast<uint32_t>(errno);
-  CutAt(file, dev.fileWriteEnd);
+  dev.hostError = static_cast<uint32_t>(errno);  // kept, because this routine has no status
+  dev.fileWriteTorn = !CutAt(file, dev.fileWriteEnd);
+  --dev.fileWriteFrameCount;  // numbers are consecutive
 }
 
 bool IsFrameOfModel(const _ZoDev& dev, const uint8_t* frame, uint64_t length) {
@@ -97,6 +103,7 @@ ZoStatus ZoLib_FileWriteSetup(_ZoDev* dev, const char* path) {
     const ScopedLock lock(*dev->fileLock);
     dev->fileError = 0;
     dev->fileWriteTrailer = std::move(trailer);
+    dev->fileWriteTorn = false;
     dev->fileWriteEnd = end;
     dev->fileIsWritten = true;
     dev->fileStream = std::move(file);

@@ -15,6 +15,7 @@
 #include "capture/capture_control.h"
 #include "sim/virtual_host.h"
 #include "tests/handle.h"
+#include "tests/wait.h"
 
 namespace {
 
@@ -23,15 +24,6 @@ using zosim::Host;
 using zosim::Moment;
 using zosim::Pace;
 using zosim::Step;
-
-bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds most = 5s) {
-  const auto end = std::chrono::steady_clock::now() + most;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
-}
 
 int ThreadCount() {
   return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),

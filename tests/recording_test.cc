@@ -1,10 +1,13 @@
 // Recordings: what is written is what is read, played, sought and scanned, whatever the file.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -15,20 +18,12 @@
 #include "file/recording_format.h"
 #include "sim/virtual_host.h"
 #include "tests/handle.h"
+#include "tests/wait.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Bytes = std::vector<uint8_t>;
-
-bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds most = 10s) {
-  const auto end = std::chrono::steady_clock::now() + most;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
-}
 
 constexpr uint32_t kFrameBytes = 10240;  // of product 0x6101
 constexpr uint32_t kRecordBytes = 6 + kFrameBytes + 160;
@@ -197,6 +192,33 @@ TEST_F(Recording, WritesPassivelyAndDropsWhatIsNoFrame) {
   EXPECT_EQ(ZoLib_FileWriteStop(back.get()), 22) << "a reader";
 }
 
+TEST_F(Recording, EndsWithItsLastWholeRecordWhenTheDiskIsFull) {
+  zosim::Host().Reset();
+  zosim::Host().PlugCamera({.productId = 0x6101});
+  const Handle dev = OpenNode("/dev/video0");
+  ASSERT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 10, 3), 0);
+  ASSERT_EQ(ZoLib_FileWriteStart(dev.get()), 0);
+  Bytes frame(kFrameBytes);
+  frame[9601] = 14;
+  const auto add = [&] { ZoLib_FileWritePassiveAdd(dev.get(), frame.data(), kFrameBytes); };
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  rlimit full = before;
+  full.rlim_cur = HeaderLine().size() + 2 * kRecordBytes + 5000;
+  setrlimit(RLIMIT_FSIZE, &full);
+  for (int i = 0; i < 4; ++i) add();
+  EXPECT_EQ(ZoLib_GetHostError(dev.get()), EFBIG);
+  setrlimit(RLIMIT_FSIZE, &before);
+  add();
+  EXPECT_EQ(ZoLib_FileWriteStart(dev.get()), 0);  // restarted in the middle
+  add();
+  EXPECT_EQ(ZoLib_FileWriteStop(dev.get()), 0);
+  EXPECT_EQ(std::filesystem::file_size(path), HeaderLine().size() + 4 * kRecordBytes);
+  const Handle back = OpenPassive();
+  for (uint32_t number : {1U, 2U, 3U, 1U}) EXPECT_EQ(Next(back), number);
+}
+
 TEST_F(Recording, RefusesDamagedHeaders) {
   EXPECT_EQ(HeaderLine().size(), 366);
   const std::string good = HeaderLine();
@@ -297,7 +319,7 @@ TEST_F(Recording, PausesResumesStopsAtOnceInsideALongGap) {
   EXPECT_EQ(ZoLib_FileReadSeek(dev.get(), 15), 0);
   ASSERT_TRUE(WaitFor([&] { return player.frames == 6; }));
   EXPECT_EQ(ZoLib_CaptureStop(dev.get()), 0);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s) << "not an hour";
 }
 
 TEST_F(Recording, RefusesToStopItselfInsideItsCallbacks) {
@@ -378,6 +400,25 @@ TEST_F(Recording, SeeksLikeAModel) {
   }
 }
 
+TEST_F(Recording, TellsOfEachEndOnceAndScansWhereverPlaybackIs) {
+  Write(Regular(5, 2));
+  Player player;
+  const Handle dev = player.Open(path);
+  EXPECT_EQ(ZoLib_CaptureStart(dev.get()), 0);
+  ZoLib_FileReadSeek(dev.get(), 1000);  // told of by the seek, whatever the thread does
+  EXPECT_EQ(ZoLib_FileTimeBasedAGCSetup(dev.get(), 0, 1, 0, UINT64_MAX), 0);
+  Bytes frame(kFrameBytes);
+  EXPECT_EQ(ZoLib_FileReadPassiveNext(dev.get(), frame.data(), kFrameBytes), 22);
+  for (int i = 0; i < 3; ++i) {
+    const uint32_t ends = player.ends;
+    ASSERT_EQ(ZoLib_FileReadSeek(dev.get(), 0), 0);
+    ASSERT_TRUE(WaitFor([&] { return player.ends > ends; }));
+    EXPECT_EQ(ZoLib_FileTimeBasedAGCSetup(dev.get(), 1, 1, 0, UINT64_MAX), 0);
+    EXPECT_EQ(player.ends, ends + 1);
+  }
+  EXPECT_EQ(ZoLib_GetFileError(dev.get()), 0);
+}
+
 TEST_F(Recording, GivesOneGainForAllFrames) {
   Write(Regular(10, 100));
   const Handle dev = OpenPassive();
@@ -410,7 +451,10 @@ TEST_F(Recording, ObeysTwoThreadsAtOnce) {
   const auto control = [&](uint32_t seed) {
     std::mt19937 random(seed);
     for (int i = 0; i < 150; ++i) {
-      switch (random() % 5) {
+      switch (random() % 6) {
+        case 5:
+          ZoLib_FileTimeBasedAGCSetup(dev.get(), random() % 2, 7, 0, 1000);
+          break;
         case 0:
           ZoLib_FileReadPause(dev.get());
           break;

@@ -630,7 +630,8 @@ ZO_API ZoStatus ZoLib_FileReadPassiveSetup(_ZoDev** dev, const char* path);
  * Fetches the next frame of a passive recording. @param buffer receives one raw frame. @param size
  * bytes at buffer.
  * @return 0, also at the end (ZoLib_GetFileReadEOF is then 1) and while it is not started; 6 buffer
- * too small; 23, 24 a file failure, again at every later call; 20. Thread: control.
+ * too small; 23, 24 a file failure, again at every later call; 22 a thread plays it; 20. Thread:
+ * control.
  */
 ZO_API ZoStatus ZoLib_FileReadPassiveNext(_ZoDev* dev, uint8_t* buffer, uint32_t size);
 

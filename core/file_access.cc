@@ -3,18 +3,16 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 
 std::FILE* ZoLib_Priv_OsDepFOpen(const char* path, const char* mode) {
-  constexpr std::size_t kModeMax = 8;
-  char modeWithCloseOnExec[kModeMax + 2] = {};
-  if (path == nullptr || mode == nullptr || strnlen(mode, kModeMax + 1) > kModeMax) {
+  char closedOnExec[16];
+  if (path == nullptr || mode == nullptr ||
+      static_cast<std::size_t>(std::snprintf(closedOnExec, sizeof closedOnExec, "%se", mode)) >=
+          sizeof closedOnExec) {
     errno = EINVAL;
     return nullptr;
   }
-  std::strcpy(modeWithCloseOnExec, mode);
-  std::strcat(modeWithCloseOnExec, "e");
-  return std::fopen(path, modeWithCloseOnExec);
+  return std::fopen(path, closedOnExec);
 }
 
 File OpenRegularFile(const char* path) {

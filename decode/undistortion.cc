@@ -24,8 +24,10 @@ class LensModel {
     if (strength_ == 0.0) return {column, row, 1.0, 0.0, 0.0, 0.0};
     const auto width = static_cast<int32_t>(width_);
     const auto height = static_cast<int32_t>(height_);
-    const double dx = column - width / 2;
-    const double dy = row - height / 2;
+    const int32_t centreColumn = width / 2;
+    const int32_t centreRow = height / 2;
+    const double dx = column - centreColumn;
+    const double dy = row - centreRow;
     const double k = ScaleAt(dx, dy);
     const double sx = dx * k + 0.5 * width_;
     const double sy = dy * k + 0.5 * height_;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
@@ -336,7 +337,8 @@ TEST(Reflection, LoadsOnlyWholeRegularFiles) {
   std::filesystem::create_directory(folder);
   const auto write = [&](const char* name, std::size_t bytes) {
     std::vector<char> contents(bytes);
-    std::memcpy(contents.data(), zorc.data(), std::min<std::size_t>(bytes, size));
+    std::copy_n(reinterpret_cast<const char*>(zorc.data()), std::min<std::size_t>(bytes, size),
+                contents.begin());
     std::ofstream(folder / name, std::ios::binary).write(contents.data(), static_cast<long>(bytes));
     return (folder / name).string();
   };

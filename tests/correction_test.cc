@@ -160,7 +160,6 @@ TEST(Undistortion, SamplesCloserToTheCentre) {
   EXPECT_NEAR(k * 50, 46.8, 0.05);
   lens.Transform(out.data(), columns.data());
   EXPECT_NEAR(out[0], (40 - 40 * k - 0.5) * 800, 2);
-  EXPECT_NEAR(out[79], (40 + 39 * std::cos(0) * 0.9376 - 0.5) * 800, 120);
   lens.Transform(out.data(), rows.data());
   EXPECT_NEAR(out[0], (30 - 30 * k - 0.5) * 800, 2);
   const Image flat(80 * 60, 30000);

@@ -1,9 +1,13 @@
 // The C++ interface where it does more than call the C one: lifetimes, exceptions, queued frames.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
+#include <filesystem>
 #include <thread>
 
 #include "zocam/zocam.hpp"
@@ -132,6 +136,128 @@ TEST_F(CppInterface, AQueueKeepsTheNewestFramesAndCountsTheOthers) {
   EXPECT_THROW(device.NextFrame(10s), zocam::Error) << "waiting ends when the camera vanishes";
   unplug.join();
   EXPECT_NO_THROW(device.Stop());
+}
+
+class CppRecording : public CppInterface {
+ protected:
+  CppRecording()
+      : folder_(std::filesystem::temp_directory_path() /
+                ("zocam-cpp-" + std::to_string(getpid()))) {
+    std::filesystem::create_directories(folder_);
+  }
+  ~CppRecording() override { std::filesystem::remove_all(folder_); }
+
+  // Frame k of the file shows 300 + k kelvin.
+  std::string Record(int frames) {
+    const std::string path = folder_ / "film.y4m";
+    zocam::Device device = zocam::Device::OpenNode("/dev/video0");
+    device.StartQueue();
+    zocam::Writer writer(device, path);
+    for (int k = 1; k <= frames; ++k) {
+      camera_->SetScene(zosim::Scene::Uniform(300.0 + k));
+      EXPECT_TRUE(camera_->DeliverFrame());
+      EXPECT_TRUE(camera_->WaitUntilConsumed());
+    }
+    EXPECT_NO_THROW(writer.CheckWritten());
+    writer.Finish();
+    return path;
+  }
+  static void ExpectFrame(const std::optional<zocam::FrameCopy>& frame, uint32_t number) {
+    ASSERT_TRUE(frame.has_value());
+    ASSERT_TRUE(frame->Stamp().has_value());
+    EXPECT_EQ(frame->Stamp()->number, number);
+    EXPECT_NEAR(frame->Temperatures().Celsius(0), 300.0 + number - 273.15, 0.2);
+  }
+  std::filesystem::path folder_;
+};
+
+TEST_F(CppRecording, GivesEveryFrameWithItsStampWhenPassive) {
+  zocam::Recording film = zocam::Recording::OpenPassive(Record(3));
+  EXPECT_EQ(film.LastFrameNumber(), 3u);
+  EXPECT_GE(film.HeadDateTime().year, 2026);
+  EXPECT_THROW(film.NextFrame(), zocam::Error) << "not started";
+  EXPECT_THROW(film.Start([](const zocam::Frame&) {}), zocam::Error) << "nobody is called";
+  film.StartQueue(1);
+  for (uint32_t number = 1; number <= 3; ++number) ExpectFrame(film.NextFrame(), number);
+  EXPECT_FALSE(film.NextFrame().has_value());
+  EXPECT_TRUE(film.AtEnd());
+  ASSERT_TRUE(film.Seek(0ms));
+  const auto first = film.NextFrame();
+  ExpectFrame(first, 1);
+  EXPECT_EQ(first->Telemetry().size(), film.RawFrameBytes() - 160u * 120u * 2u);
+  EXPECT_EQ(first->Telemetry()[1], film.TelemetryRevision());
+  EXPECT_FALSE(film.Seek(film.Length()));
+  film.Stop();
+  EXPECT_THROW(film.StartQueue(), zocam::Error) << "stopped for good";
+}
+
+TEST_F(CppRecording, PlaysIntoItsQueueAndLoopsFromAnotherThread) {
+  zocam::Recording film = zocam::Recording::Open(Record(3));
+  zocam::Recording moved = std::move(film);
+  moved.SetSpeed(0.0);
+  moved.StartQueue(8);
+  for (int round = 0; round < 3; ++round) {
+    for (uint32_t number = 1; number <= 3; ++number) ExpectFrame(moved.NextFrame(), number);
+    EXPECT_FALSE(moved.NextFrame(10s).has_value()) << "the end is no time-out";
+    ASSERT_TRUE(moved.AtEnd());
+    ASSERT_TRUE(moved.Seek(0ms));
+  }
+}
+
+TEST_F(CppRecording, KeepsOneGainForAllFrames) {
+  zocam::Recording film = zocam::Recording::OpenPassive(Record(3));
+  film.StartQueue();
+  const auto level = [&] {
+    return film.NextFrame()->Render(ZO_FMT_GRAY8 + ZO_GAIN_LINEAR).pixels[0];
+  };
+  film.ScanGain(false);
+  film.SetSteadyGain(true);
+  EXPECT_NEAR(level(), 0, 2) << "the coldest frame of all";
+  EXPECT_NEAR(level(), 127, 3);
+  EXPECT_NEAR(level(), 255, 2);
+}
+
+TEST_F(CppRecording, SaysWhyAFileCannotBeOpenedOrWritten) {
+  const std::string path = Record(1);
+  const auto message = [](auto call) -> std::string {
+    try {
+      call();
+    } catch (const zocam::Error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(message([] { zocam::Recording::Open("/nowhere/a.y4m"); }),
+            "cannot open /nowhere/a.y4m: No such file or directory (status 23)");
+  zocam::Device device = zocam::Device::OpenNode("/dev/video0");
+  EXPECT_EQ(message([&] { zocam::Writer(device, "/dev/full"); }),
+            "cannot create /dev/full: No space left on device (status 23)");
+
+  // A limit on file sizes stands for a full disk.
+  zocam::Writer writer(device, path, 259, 30);
+  const std::vector<uint8_t> frame = [&] {
+    std::vector<uint8_t> bytes(device.RawFrameBytes());
+    bytes[160 * 120 * 2 + 1] = device.TelemetryRevision();
+    return bytes;
+  }();
+  writer.Add(frame);
+  const rlimit limit{60000, RLIM_INFINITY};
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &limit);
+  EXPECT_EQ(message([&] { writer.Add(frame); }),
+            "cannot write " + path + ": File too large (status 23)");
+  setrlimit(RLIMIT_FSIZE, &before);
+  writer.Finish();
+  EXPECT_EQ(zocam::Recording::Open(path).LastFrameNumber(), 1u);
+
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) + 39366);
+  zocam::Recording film = zocam::Recording::Open(path);
+  film.StartQueue();
+  EXPECT_TRUE(film.NextFrame().has_value());
+  EXPECT_EQ(message([&] { film.NextFrame(); }),
+            path + ": cannot read on: invalid file format (status 24)");
 }
 
 }  // namespace

@@ -46,6 +46,8 @@ std::string Advice(const zocam::Error& error) {
       return "zocam list shows the cameras that are there";
     case ZO_STATUS_DEVICE_NOT_READY:
       return "plug it in again, or wait until it has restarted";
+    case ZO_STATUS_INVALID_FILE_FORMAT:
+      return "zocam check tells what is wrong with the file, and can save what is intact";
     case ZO_STATUS_MODEL_UNSUPPORTED:
       return "zocam info shows the model";
     default:

@@ -46,7 +46,7 @@ int Get(const CommandOptions& options) {
       throw ToolError("only command FF01 takes an argument; leave out --argument");
     words.front() = ParseWord(options.argument);
   }
-  OpenSource(options.device).device.CommandGet(command, words);
+  OpenCamera(options.device).CommandGet(command, words);
   for (size_t i = 0; i < words.size(); ++i)
     std::printf("%s%04X", i == 0 ? "" : " ", unsigned{words[i]});
   std::printf("\n");
@@ -57,14 +57,14 @@ int Set(const CommandOptions& options) {
   const uint16_t command = ParseCommand(options.command);
   std::vector<uint16_t> words;
   for (const std::string& text : options.words) words.push_back(ParseWord(text));
-  OpenSource(options.device).device.CommandSet(command, words);
+  OpenCamera(options.device).CommandSet(command, words);
   std::printf("done\n");
   return kDone;
 }
 
 int Run(const CommandOptions& options) {
   const uint16_t command = ParseCommand(options.command);
-  OpenSource(options.device).device.CommandRun(command);
+  OpenCamera(options.device).CommandRun(command);
   std::printf("done\n");
   return kDone;
 }

@@ -20,6 +20,11 @@ void AddListCommand(CLI::App& app, Action& action);
 void AddInfoCommand(CLI::App& app, Action& action);
 void AddSnapshotCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
+void AddRecordCommand(CLI::App& app, Action& action);
+void AddPlayCommand(CLI::App& app, Action& action);
+void AddExportCommand(CLI::App& app, Action& action);
+void AddDumpCommand(CLI::App& app, Action& action);
+void AddCheckCommand(CLI::App& app, Action& action);
 void AddReflectionCommand(CLI::App& app, Action& action);
 void AddCommandCommand(CLI::App& app, Action& action);
 

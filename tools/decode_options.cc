@@ -23,9 +23,9 @@ std::string CheckThreshold(const std::string& text) {
   return ParseThreshold(text) ? "" : "\"" + text + "\" is neither off nor a number from 1 to 100";
 }
 
-void InstallReflections(Source& source, const std::string& path) {
+void InstallReflections(zocam::Device& device, const std::string& path) {
   try {
-    source.device.SetReflectionCorrectionFile(path);
+    device.SetReflectionCorrectionFile(path);
   } catch (const zocam::Error& error) {
     switch (error.Status()) {
       case ZO_STATUS_FILE_IO_ERROR:
@@ -33,12 +33,10 @@ void InstallReflections(Source& source, const std::string& path) {
                         ": it is not there, not a plain file, or not yours");
       case ZO_STATUS_INVALID_FILE_FORMAT:
         throw ToolError(path + " is no reflection correction for a camera of this model (" +
-                        ProductText(source.device.ProductId()) +
-                        "); make one with zocam reflection make");
+                        ProductText(device.ProductId()) + "); make one with zocam reflection make");
       case ZO_STATUS_MODEL_UNSUPPORTED:
         throw ToolError(path + " was made by another model than this camera (" +
-                        ProductText(source.device.ProductId()) +
-                        "); make one with zocam reflection make");
+                        ProductText(device.ProductId()) + "); make one with zocam reflection make");
       default:
         throw;
     }
@@ -97,8 +95,7 @@ void DecodeOptions::AddTo(CLI::App& command) {
       ->group(group);
 }
 
-void DecodeOptions::Apply(Source& source) {
-  zocam::Device& device = source.device;
+void DecodeOptions::Apply(zocam::Device& device) {
   if (noiseThreshold_) {
     device.SetNoiseFilter(*noiseThreshold_ != 0);
     if (*noiseThreshold_ != 0) device.SetNoiseFilterThreshold(*noiseThreshold_);
@@ -107,13 +104,13 @@ void DecodeOptions::Apply(Source& source) {
   if (circumference_) {
     device.SetCircumferenceCorrection(*circumference_);
     if (device.CircumferenceCorrection() != *circumference_)
-      throw ToolError(source.place + ": cameras of model " + ProductText(device.ProductId()) +
+      throw ToolError(device.Label() + ": cameras of model " + ProductText(device.ProductId()) +
                       " have no circumference correction; leave out --circumference");
   }
   device.SetWindowCorrection(window_ ? 1 : 0);
   device.SetUpsideDown(upsideDown_);
   device.SetColorizeByRaw(byRaw_);
-  if (!reflectionPath_.empty()) InstallReflections(source, reflectionPath_);
+  if (!reflectionPath_.empty()) InstallReflections(device, reflectionPath_);
   if (referencePath_.empty()) return;
   reference_ = ReadReferenceImage(referencePath_);
   if (reference_.width != device.Width() || reference_.height != device.Height())
@@ -122,10 +119,10 @@ void DecodeOptions::Apply(Source& source) {
   device.SetSubtraction(true);
 }
 
-void DecodeOptions::FollowResolution(Source& source, const zocam::Frame& frame) {
+void DecodeOptions::FollowResolution(zocam::Device& device, const zocam::Frame& frame) {
   if (referencePath_.empty() || frame.Check() != ZO_STATUS_OK) return;
-  const int32_t resolution = ZoLib_GetLastTempResolution(source.device.Handle());
+  const int32_t resolution = ZoLib_GetLastTempResolution(device.Handle());
   if (resolution == installedResolution_) return;
-  source.device.SetSubtractionTable(ValuesAt(reference_, resolution));
+  device.SetSubtractionTable(ValuesAt(reference_, resolution));
   installedResolution_ = resolution;
 }

@@ -20,11 +20,11 @@ class DecodeOptions {
 
   // Gives the choices to the device and reads the files they name. Throws ToolError, also when the
   // model lacks what was chosen or a file does not fit it.
-  void Apply(Source& source);
+  void Apply(zocam::Device& device);
 
   // The reference image has to be in the unit of the camera's images, which on some models only a
   // frame tells. Call before each frame is decoded; throws zocam::Error.
-  void FollowResolution(Source& source, const zocam::Frame& frame);
+  void FollowResolution(zocam::Device& device, const zocam::Frame& frame);
 
  private:
   std::optional<uint16_t> noiseThreshold_;  // 0: off

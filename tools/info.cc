@@ -14,9 +14,8 @@ struct InfoOptions {
   bool json = false;
 };
 
-nlohmann::ordered_json DescribeSource(Source& source) {
-  zocam::Device& device = source.device;
-  nlohmann::ordered_json info = SummaryJson(source.place, device);
+nlohmann::ordered_json DescribeSource(zocam::Device& device) {
+  nlohmann::ordered_json info = SummaryJson(device.Label(), device);
   info["release"] = device.ReleaseNumber();
   info["width"] = device.Width();
   info["height"] = device.Height();
@@ -60,8 +59,8 @@ void AddInfoCommand(CLI::App& app, Action& action) {
   command->add_flag("--json", options->json, "print JSON");
   command->callback([&action, options] {
     action = [options] {
-      Source source = OpenSource(options->device);
-      const nlohmann::ordered_json info = DescribeSource(source);
+      zocam::Device device = OpenSource(options->device);
+      const nlohmann::ordered_json info = DescribeSource(device);
       if (options->json) {
         std::printf(
             "%s\n",

@@ -15,16 +15,21 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kLongestSilence = 5s;
 constexpr auto kLongestWarmUp = 30s;
 
-zocam::FrameCopy NextFrame(Source& source) {
-  if (auto frame = source.device.NextFrame(kLongestSilence)) return std::move(*frame);
-  throw ToolError(source.place + ": no frame came for " + std::to_string(kLongestSilence.count()) +
+zocam::FrameCopy NextFrame(zocam::Device& device) {
+  if (device.IsRecording()) {
+    if (auto frame = device.NextFrame(0s)) return std::move(*frame);
+    throw ToolError(device.Label() + " ends before enough frames with temperatures were found");
+  }
+  if (auto frame = device.NextFrame(kLongestSilence)) return std::move(*frame);
+  throw ToolError(device.Label() + ": no frame came for " +
+                  std::to_string(kLongestSilence.count()) +
                   " s; unplug the camera and plug it in again");
 }
 
-void RequireOwnModel(const zocam::Frame& frame, const Source& source) {
+void RequireOwnModel(const zocam::Frame& frame, const zocam::Device& device) {
   if (frame.Check() == ZO_STATUS_INVALID_STATE)
-    throw ToolError(source.place + ": its frames are not those of a camera of model " +
-                    ProductText(source.device.ProductId()) + " (another telemetry revision)");
+    throw ToolError(device.Label() + ": its frames are not those of a camera of model " +
+                    ProductText(device.ProductId()) + " (another telemetry revision)");
 }
 
 // False when the frame has no temperatures yet.
@@ -39,22 +44,23 @@ bool DecodeTemperatures(const zocam::Frame& frame, zocam::TemperatureImage& imag
 }
 
 // The next frame that has temperatures, and these.
-zocam::FrameCopy NextDecodableFrame(Source& source, DecodeOptions& decoding,
+zocam::FrameCopy NextDecodableFrame(zocam::Device& device, DecodeOptions& decoding,
                                     zocam::TemperatureImage& image) {
   const Clock::time_point deadline = Clock::now() + kLongestWarmUp;
   for (bool told = false;;) {
-    zocam::FrameCopy frame = NextFrame(source);
-    decoding.FollowResolution(source, frame);
+    zocam::FrameCopy frame = NextFrame(device);
+    decoding.FollowResolution(device, frame);
     if (DecodeTemperatures(frame, image)) return frame;
-    RequireOwnModel(frame, source);
-    if (Clock::now() >= deadline)
-      throw ToolError(source.place + ": no temperatures within " +
+    RequireOwnModel(frame, device);
+    if (!device.IsRecording() && Clock::now() >= deadline)
+      throw ToolError(device.Label() + ": no temperatures within " +
                       std::to_string(kLongestWarmUp.count()) +
                       " s: its frames cannot be decoded, most likely because it has not made its "
                       "first flat-field correction");
+    if (device.IsRecording()) continue;
     if (!told)
       std::fprintf(stderr, "%s: waiting for the camera's first flat-field correction\n",
-                   source.place.c_str());
+                   device.Label().c_str());
     told = true;
   }
 }
@@ -108,25 +114,26 @@ class ShowWordsAsTheyAre {
 
 }  // namespace
 
-void ForEachDecodedFrame(Source& source, DecodeOptions& decoding, uint32_t count,
+void ForEachDecodedFrame(zocam::Device& device, DecodeOptions& decoding, uint32_t count,
                          const DecodedFrame& take) {
   zocam::TemperatureImage image;
-  source.device.StartQueue(count);
+  if (!device.IsRecording()) device.StartQueue(count);
   for (uint32_t taken = 0; taken < count; ++taken) {
-    const zocam::FrameCopy frame = NextDecodableFrame(source, decoding, image);
+    const zocam::FrameCopy frame = NextDecodableFrame(device, decoding, image);
     take(frame, image);
   }
-  source.device.Stop();
+  device.Stop();
 }
 
-Measurement Measure(Source& source, DecodeOptions& decoding, uint32_t count) {
+Measurement Measure(zocam::Device& device, DecodeOptions& decoding, uint32_t count) {
   Measurement measurement;
-  measurement.quantity = QuantityOf(source.device);
+  measurement.quantity = QuantityOf(device);
   std::vector<uint64_t> sums;
-  ForEachDecodedFrame(source, decoding, count,
+  ForEachDecodedFrame(device, decoding, count,
                       [&](const zocam::Frame& frame, const zocam::TemperatureImage& image) {
                         measurement.raw.assign(frame.Bytes().begin(), frame.Bytes().end());
                         measurement.image = image;
+                        measurement.stamp = frame.Stamp();
                         sums.resize(image.values.size());
                         for (size_t i = 0; i < sums.size(); ++i) sums[i] += image.values[i];
                       });
@@ -138,11 +145,11 @@ Measurement Measure(Source& source, DecodeOptions& decoding, uint32_t count) {
   return measurement;
 }
 
-RenderedMeasurement RenderMeasurement(const Measurement& measurement, Source& source,
+RenderedMeasurement RenderMeasurement(const Measurement& measurement, zocam::Device& device,
                                       const PictureOptions& options) {
   std::optional<ShowWordsAsTheyAre> asTheyAre;
-  if (measurement.isMean) asTheyAre.emplace(source.device);
-  const zocam::Frame frame = source.device.ViewFrame(measurement.raw);
+  if (measurement.isMean) asTheyAre.emplace(device);
+  const zocam::Frame frame = device.ViewFrame(measurement.raw);
   return {RenderPicture(frame, options), frame.Render(options.GreyCode())};
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,24 +20,25 @@ struct Measurement {
   zocam::TemperatureImage image;
   std::vector<uint8_t> raw;  // a raw frame: the one measured, or one that carries the mean
   bool isMean = false;
+  std::optional<zocam::FrameStamp> stamp;  // of a recording's frame; of several, the last one's
 };
 
 // Streams until count frames could be decoded, each of them once, and hands them on with their
 // images. Tells on standard error when the camera is not ready for that yet; throws ToolError when
-// it stays so or no frame comes.
+// it stays so, no frame comes or a recording ends before. A recording has been started already.
 using DecodedFrame = std::function<void(const zocam::Frame&, const zocam::TemperatureImage&)>;
-void ForEachDecodedFrame(Source& source, DecodeOptions& decoding, uint32_t count,
+void ForEachDecodedFrame(zocam::Device& device, DecodeOptions& decoding, uint32_t count,
                          const DecodedFrame& take);
 
 // The one frame, or the mean of count frames, of a device that has been given the options.
-Measurement Measure(Source& source, DecodeOptions& decoding, uint32_t count);
+Measurement Measure(zocam::Device& device, DecodeOptions& decoding, uint32_t count);
 
 // A measurement as the library renders it.
 struct RenderedMeasurement {
   Picture picture;
   zocam::Image grey;  // the same gain as 8-bit grey
 };
-RenderedMeasurement RenderMeasurement(const Measurement& measurement, Source& source,
+RenderedMeasurement RenderMeasurement(const Measurement& measurement, zocam::Device& device,
                                       const PictureOptions& options);
 
 struct ValueSummary {

@@ -38,20 +38,20 @@ Extremes ExtremesOf(std::span<const uint8_t> zorc, int32_t resolution) {
 }
 
 int Make(const MakeOptions& options) {
-  Source source = OpenSource(options.device);
-  source.device.SetUpsideDown(options.upsideDown);
-  source.device.StartReflectionLearning();
+  zocam::Device device = OpenSource(options.device);
+  device.SetUpsideDown(options.upsideDown);
+  device.StartReflectionLearning();
   {
     ProgressBar progress(options.frames, "frames");
     uint32_t taken = 0;
     DecodeOptions asTheModelHasIt;
     ForEachDecodedFrame(
-        source, asTheModelHasIt, options.frames,
+        device, asTheModelHasIt, options.frames,
         [&](const zocam::Frame&, const zocam::TemperatureImage&) { progress.Show(++taken); });
   }
-  const std::vector<uint8_t> zorc = source.device.StopReflectionLearning();
+  const std::vector<uint8_t> zorc = device.StopReflectionLearning();
   WriteOutputFile(options.path, zorc);
-  const Extremes extremes = ExtremesOf(zorc, ZoLib_GetLastTempResolution(source.device.Handle()));
+  const Extremes extremes = ExtremesOf(zorc, ZoLib_GetLastTempResolution(device.Handle()));
   std::printf("%s: corrections from %.2f K to %.2f K\n", options.path.c_str(), extremes.least,
               extremes.most);
   return kDone;

@@ -8,6 +8,7 @@
 #include "tools/commands.h"
 #include "tools/decode_options.h"
 #include "tools/measurement.h"
+#include "tools/offset_text.h"
 #include "tools/output_file.h"
 #include "tools/picture_options.h"
 #include "tools/png_file.h"
@@ -18,6 +19,7 @@ namespace {
 
 struct SnapshotOptions {
   std::string device;
+  std::optional<std::chrono::milliseconds> at;
   DecodeOptions decoding;
   PictureOptions picture;
   std::string picturePath;
@@ -28,7 +30,9 @@ struct SnapshotOptions {
   bool noBar = false;
 };
 
-std::string TimeText() {
+// When the picture was taken. A recording tells local time only, not the zone.
+std::string TimeText(const Measurement& measurement) {
+  if (measurement.stamp) return DateTimeText(measurement.stamp->dateTime);
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   char text[64] = "";
@@ -37,21 +41,22 @@ std::string TimeText() {
   return text;
 }
 
-std::vector<PngText> DescribeOrigin(const zocam::Device& device) {
+std::vector<PngText> DescribeOrigin(const Measurement& measurement, const zocam::Device& device) {
   return {{"Software", "zocam " ZOCAM_VERSION},
           {"Source", device.ProductName() + " " + ProductText(device.ProductId()) + ", serial " +
                          std::to_string(device.SerialNumber())},
-          {"Creation Time", TimeText()}};
+          {"Creation Time", TimeText(measurement)}};
 }
 
-void WritePicture(const SnapshotOptions& options, const Measurement& measurement, Source& source) {
-  options.picture.ApplyRange(source.device);
-  const RenderedMeasurement rendered = RenderMeasurement(measurement, source, options.picture);
+void WritePicture(const SnapshotOptions& options, const Measurement& measurement,
+                  zocam::Device& device) {
+  options.picture.ApplyRange(device);
+  const RenderedMeasurement rendered = RenderMeasurement(measurement, device, options.picture);
   Picture picture = Enlarge(rendered.picture, options.scale);
   if (!options.noBar)
-    picture = WithScaleBar(picture,
-                           ColourScale(measurement, rendered.grey, source.device, options.picture));
-  WriteOutputFile(options.picturePath, EncodePng(picture, DescribeOrigin(source.device)));
+    picture =
+        WithScaleBar(picture, ColourScale(measurement, rendered.grey, device, options.picture));
+  WriteOutputFile(options.picturePath, EncodePng(picture, DescribeOrigin(measurement, device)));
 }
 
 // One line per image row: degrees Celsius, kelvin or counts.
@@ -69,19 +74,25 @@ void WriteCsv(const std::string& path, const Measurement& measurement) {
   WriteOutputFile(path, text);
 }
 
+zocam::Device OpenFor(const SnapshotOptions& options) {
+  if (!options.at) return OpenSource(options.device);
+  if (NamesRecording(options.device)) return OpenRecording(options.device, *options.at);
+  throw ToolError("--at is for recordings; a camera shows what is now");
+}
+
 int TakeSnapshot(SnapshotOptions& options) {
   if (options.picturePath.empty() && options.valuesPath.empty() && options.csvPath.empty())
     throw ToolError("nothing to write; name a file with -o, --raw16 or --csv");
-  Source source = OpenSource(options.device);
-  options.decoding.Apply(source);
-  options.picture.Apply(source.device);
-  const Measurement measurement = Measure(source, options.decoding, options.average);
-  if (!options.picturePath.empty()) WritePicture(options, measurement, source);
+  zocam::Device device = OpenFor(options);
+  options.decoding.Apply(device);
+  options.picture.Apply(device);
+  const Measurement measurement = Measure(device, options.decoding, options.average);
+  if (!options.picturePath.empty()) WritePicture(options, measurement, device);
   if (!options.valuesPath.empty())
     WriteOutputFile(options.valuesPath, EncodePng(measurement.image, measurement.quantity,
-                                                  DescribeOrigin(source.device)));
+                                                  DescribeOrigin(measurement, device)));
   if (!options.csvPath.empty()) WriteCsv(options.csvPath, measurement);
-  const ValueSummary seen = Summarise(measurement.image, measurement.quantity, source.device);
+  const ValueSummary seen = Summarise(measurement.image, measurement.quantity, device);
   std::printf("%s\n", SummaryText(seen, measurement.quantity, 2).c_str());
   return kDone;
 }
@@ -93,6 +104,7 @@ void AddSnapshotCommand(CLI::App& app, Action& action) {
   const auto options = std::make_shared<SnapshotOptions>();
   AddSourceArgument(*command, options->device);
   command->add_option("-o,--output", options->picturePath, "the picture, a PNG")->type_name("FILE");
+  AddOffsetOption(*command, "--at", options->at, "of a recording: the time of the frame to take");
   options->picture.AddTo(*command);
   options->decoding.AddTo(*command);
   command->add_option("--average", options->average, "number of frames to take the mean of")

@@ -8,10 +8,9 @@
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
 #include "tools/node_scan.h"
+#include "tools/offset_text.h"
 
 namespace {
-
-Source TakeCamera(FoundCamera& camera) { return {camera.node, std::move(camera.device)}; }
 
 // Links such as /dev/v4l/by-id/... lead to the node.
 std::string NodeBehind(const std::string& path) {
@@ -36,17 +35,17 @@ std::string WithRefusals(std::string message, const NodeScan& scan) {
   return message;
 }
 
-Source OpenBySerial(uint64_t serial) {
+zocam::Device OpenBySerial(uint64_t serial) {
   NodeScan scan = ScanNodes();
   for (FoundCamera& camera : scan.cameras)
-    if (camera.device.SerialNumber() == serial) return TakeCamera(camera);
+    if (camera.device.SerialNumber() == serial) return std::move(camera.device);
   throw ToolError(WithRefusals(
       "no camera has serial number " + std::to_string(serial) + "; zocam list shows them", scan));
 }
 
-Source OpenOnlyCamera() {
+zocam::Device OpenOnlyCamera() {
   NodeScan scan = ScanNodes();
-  if (scan.cameras.size() == 1) return TakeCamera(scan.cameras.front());
+  if (scan.cameras.size() == 1) return std::move(scan.cameras.front().device);
   if (scan.cameras.empty())
     throw ToolError(scan.refused.empty() ? "no camera is connected"
                                          : WithRefusals("no camera can be used:", scan));
@@ -56,23 +55,58 @@ Source OpenOnlyCamera() {
   throw ToolError(message);
 }
 
-}  // namespace
-
-void AddSourceArgument(CLI::App& command, std::string& name) {
-  command
-      .add_option("DEVICE", name,
-                  "serial number or node of the camera; may be left out when there is only one")
-      ->type_name("");
+void AddName(CLI::App& command, std::string& name, const char* what) {
+  command.add_option("DEVICE", name, what)->type_name("");
 }
 
-Source OpenSource(const std::string& name) {
+}  // namespace
+
+void AddCameraArgument(CLI::App& command, std::string& name) {
+  AddName(command, name,
+          "serial number or node of the camera; may be left out when there is only one");
+}
+
+void AddSourceArgument(CLI::App& command, std::string& name) {
+  AddName(command, name,
+          "serial number or node of the camera, or a recording; may be left out when there is only "
+          "one camera");
+}
+
+void AddRecordingArgument(CLI::App& command, std::string& path) {
+  command.add_option("FILE", path, "the recording")->type_name("")->required();
+}
+
+bool NamesRecording(const std::string& name) {
+  if (name.empty()) return false;
+  const bool isPath = name.find('/') != std::string::npos;
+  if (!isPath && ParseSerial(name)) return false;
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::status(name, error);
+  if (!std::filesystem::exists(status)) return false;
+  return !std::filesystem::is_character_file(status);
+}
+
+zocam::Device OpenCamera(const std::string& name) {
   if (name.empty()) return OpenOnlyCamera();
-  if (name.find('/') != std::string::npos) {
-    const std::string node = NodeBehind(name);
-    return {node, OpenNode(node)};
-  }
+  if (name.find('/') != std::string::npos) return OpenNode(NodeBehind(name));
   const std::optional<uint64_t> serial = ParseSerial(name);
   if (!serial)
-    throw ToolError("\"" + name + "\" is neither a serial number nor the path of a node");
+    throw ToolError(
+        "\"" + name +
+        "\" is neither a serial number nor the path of a node, and no such file exists");
   return OpenBySerial(*serial);
+}
+
+zocam::Recording OpenRecording(const std::string& path, std::chrono::milliseconds from) {
+  zocam::Recording film = zocam::Recording::OpenPassive(path);
+  film.StartQueue();
+  if (from.count() > 0 && !film.Seek(from))
+    throw ToolError(path + " ends at " + OffsetText(film.Length()) + ", before " +
+                    OffsetText(from));
+  return film;
+}
+
+zocam::Device OpenSource(const std::string& name) {
+  if (NamesRecording(name)) return OpenRecording(name);
+  return OpenCamera(name);
 }

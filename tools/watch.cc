@@ -63,11 +63,11 @@ std::string CutToColumns(const std::string& text, uint32_t columns) {
 
 class WatchView {
  public:
-  WatchView(Source& source, const PictureOptions& options)
-      : source_(source),
+  WatchView(zocam::Device& device, const PictureOptions& options)
+      : device_(device),
         options_(options),
-        title_(source.place + "  " + source.device.ProductName() + "  " +
-               std::to_string(source.device.SerialNumber())) {}
+        title_(device.Label() + "  " + device.ProductName() + "  " +
+               std::to_string(device.SerialNumber())) {}
 
   bool StopRequested() const {
     return TerminalScreen::EndSignal() != 0 || screen_.KeyPressed("qQ\x03");
@@ -76,13 +76,13 @@ class WatchView {
 
   void ShowFrame(const zocam::Frame& frame, double rate) {
     const zocam::TemperatureImage image = frame.Temperatures();
-    const Quantity quantity = QuantityOf(source_.device);
+    const Quantity quantity = QuantityOf(device_);
     char rateText[32];
     std::snprintf(rateText, sizeof rateText, "   %.1f frames/s", rate);
-    options_.ApplyRange(source_.device);
+    options_.ApplyRange(device_);
     picture_ = RenderPicture(frame, options_);
     const int decimals = quantity == Quantity::kDifference ? 2 : 1;
-    Show(SummaryText(Summarise(image, quantity, source_.device), quantity, decimals) + rateText);
+    Show(SummaryText(Summarise(image, quantity, device_), quantity, decimals) + rateText);
   }
 
   // Keeps the last picture. Lines that stay are not repeated.
@@ -124,7 +124,7 @@ class WatchView {
   }
 
   TerminalScreen screen_;
-  Source& source_;
+  zocam::Device& device_;
   const PictureOptions& options_;
   std::string title_;
   Picture picture_;
@@ -145,22 +145,22 @@ void ShowOrExplain(WatchView& view, const zocam::Frame& frame, double rate) {
 }
 
 int Watch(WatchOptions& options) {
-  Source source = OpenSource(options.device);
-  options.decoding.Apply(source);
-  options.picture.Apply(source.device);
+  zocam::Device device = OpenSource(options.device);
+  options.decoding.Apply(device);
+  options.picture.Apply(device);
   // Only the newest frame is worth showing.
-  source.device.StartQueue(1, options.highRate);
-  WatchView view(source, options.picture);
+  device.StartQueue(1, options.highRate);
+  WatchView view(device, options.picture);
   RateMeter rate;
   uint64_t shown = 0;
   Clock::time_point lastFrame = Clock::now();
   while (!view.StopRequested()) {
-    const auto frame = source.device.NextFrame(kKeyPause);
+    const auto frame = device.NextFrame(kKeyPause);
     const Clock::time_point now = Clock::now();
     if (frame) {
       lastFrame = now;
       rate.Count(now);
-      options.decoding.FollowResolution(source, *frame);
+      options.decoding.FollowResolution(device, *frame);
       ShowOrExplain(view, *frame, rate.PerSecond());
       if (++shown == options.frames) return kDone;
       continue;
@@ -168,7 +168,7 @@ int Watch(WatchOptions& options) {
     const auto silent = std::chrono::duration_cast<std::chrono::seconds>(now - lastFrame);
     const std::string notice = "no frame for " + std::to_string(silent.count()) + " s";
     if (silent >= kTooLongSilent && !view.IsTerminal())
-      throw ToolError(source.place + ": " + notice);
+      throw ToolError(device.Label() + ": " + notice);
     if (silent >= kSilence && view.IsTerminal()) view.ShowNotice(notice);
   }
   const int signal = TerminalScreen::EndSignal();

@@ -21,8 +21,8 @@ namespace zocam {
  */
 class Error : public std::runtime_error {
  public:
-  /** @param action what failed, on what. @param detail the errno of status 13, the camera's code
-   * of status 10 and 11, 0 when there is none. */
+  /** @param action what failed, on what. @param detail the errno of status 13 and 23, the camera's
+   * code of status 10 and 11, 0 when there is none. */
   Error(ZoStatus status, const std::string& action, int32_t detail = 0)
       : Error(status, action, detail, ReasonText(status, detail)) {}
 
@@ -32,7 +32,7 @@ class Error : public std::runtime_error {
   const std::string& Reason() const noexcept { return *reason_; }
 
   /** The errno of the operating-system call that failed, 0 if the failure was another one. */
-  int HostErrno() const noexcept { return status_ == ZO_STATUS_V4L2_ERROR ? detail_ : 0; }
+  int HostErrno() const noexcept { return IsHostError(status_) ? detail_ : 0; }
 
  private:
   Error(ZoStatus status, const std::string& action, int32_t detail, const std::string& reason)
@@ -41,9 +41,12 @@ class Error : public std::runtime_error {
         detail_(detail),
         reason_(std::make_shared<const std::string>(reason)) {}
 
+  static bool IsHostError(ZoStatus status) noexcept {
+    return status == ZO_STATUS_V4L2_ERROR || status == ZO_STATUS_FILE_IO_ERROR;
+  }
+
   static std::string ReasonText(ZoStatus status, int32_t detail) {
-    if (status == ZO_STATUS_V4L2_ERROR && detail != 0)
-      return std::generic_category().message(detail);
+    if (IsHostError(status) && detail != 0) return std::generic_category().message(detail);
     if (status == ZO_STATUS_MODEL_UNSUPPORTED) return "not available on this camera model";
     std::string text = ZoLib_GetErrorMessage(status);
     if (status == ZO_STATUS_FIRMWARE_ERROR || status == ZO_STATUS_SENSOR_ERROR)

@@ -1,0 +1,2 @@
+// The zocam command: making recordings and watching them.
+#include "tests/tool.h"

@@ -1,0 +1,3 @@
+#include "tools/commands.h"
+
+void AddCheckCommand(CLI::App&, Action&) {}

@@ -1,0 +1,3 @@
+#include "tools/commands.h"
+
+void AddExportCommand(CLI::App&, Action&) {}

@@ -1,0 +1,3 @@
+#include "tools/commands.h"
+
+void AddRecordCommand(CLI::App&, Action&) {}

@@ -186,7 +186,7 @@ TEST_F(CppRecording, GivesEveryFrameWithItsStampWhenPassive) {
   ExpectFrame(first, 1);
   EXPECT_EQ(first->Telemetry().size(), film.RawFrameBytes() - 160u * 120u * 2u);
   EXPECT_EQ(first->Telemetry()[1], film.TelemetryRevision());
-  EXPECT_FALSE(film.Seek(film.Length()));
+  EXPECT_FALSE(film.Seek(film.Length() + 1s));
   film.Stop();
   EXPECT_THROW(film.StartQueue(), zocam::Error) << "stopped for good";
 }

@@ -1,122 +1,29 @@
 // Recordings: what is written is what is read, played, sought and scanned, whatever the file.
-#include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
+#include <ctime>
 #include <random>
+#include <semaphore>
+#include <sstream>
 #include <thread>
 
-#include "file/recording_format.h"
+#include "core/accessors.h"
+#include "core/device_record.h"
+#include "file/scan.h"
 #include "sim/virtual_host.h"
-#include "tests/handle.h"
+#include "tests/recording_file.h"
 #include "tests/wait.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Bytes = std::vector<uint8_t>;
-
-constexpr uint32_t kFrameBytes = 10240;  // of product 0x6101
-constexpr uint32_t kRecordBytes = 6 + kFrameBytes + 160;
-
-// A folder of its own, gone after the test.
-class Recording : public testing::Test {
- protected:
-  Recording()
-      : folder(std::filesystem::temp_directory_path() / ("zocam-" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(folder);
-    path = (folder / "r.y4m").string();
-  }
-  ~Recording() override { std::filesystem::remove_all(folder); }
-
-  static std::string HeaderLine(uint32_t width = 80) {
-    RecordingHeader header;
-    header.width = width;
-    header.lines = 65;
-    header.rateNumerator = 259;
-    header.rateDenominator = 30;
-    header.identity.vendorId = 0x7A11;
-    header.identity.productId = 0x6101;
-    return FormatHeader(header, 0x010903);
-  }
-  // A recording of product 0x6101 with these time offsets; frame k shows k everywhere.
-  void Write(const std::vector<uint64_t>& offsets) const {
-    std::ofstream file(path, std::ios::binary);
-    file << HeaderLine();
-    for (std::size_t k = 0; k < offsets.size(); ++k) {
-      Bytes record(kRecordBytes);
-      std::memcpy(record.data(), "FRAME\n", 6);
-      for (uint32_t i = 0; i < 4800; ++i) {
-        record[6 + 2 * i] = static_cast<uint8_t>((30000 + k) >> 8);
-        record[7 + 2 * i] = static_cast<uint8_t>((30000 + k) & 0xFF);
-      }
-      record[6 + 9600 + 1] = 14;
-      record[6 + 9600 + 419] = 1;
-      FrameTrailer trailer{offsets[k], static_cast<uint32_t>(k + 1), {2026, 1, 4, 1, 2, 3, 4, 5}};
-      PackTrailer(trailer, std::span<uint8_t, 28>(&record[6 + kFrameBytes], 28));
-      file.write(reinterpret_cast<const char*>(record.data()), kRecordBytes);
-    }
-  }
-  Handle OpenPassive(ZoStatus* status = nullptr) const {
-    _ZoDev* dev = nullptr;
-    const ZoStatus result = ZoLib_FileReadPassiveSetup(&dev, path.c_str());
-    if (status != nullptr) *status = result;
-    if (dev != nullptr) {
-      EXPECT_EQ(ZoLib_CaptureStart(dev), 0);
-    }
-    return Handle(dev);
-  }
-  static uint32_t Next(const Handle& dev) {
-    Bytes frame(kFrameBytes);
-    EXPECT_EQ(ZoLib_FileReadPassiveNext(dev.get(), frame.data(), kFrameBytes), 0);
-    return ZoLib_GetFileReadEOF(dev.get()) != 0 ? 0 : ZoLib_GetFileCurrentFrameNumber(dev.get());
-  }
-
-  std::filesystem::path folder;
-  std::string path;
-};
-
-std::vector<uint64_t> Regular(std::size_t count, uint64_t interval = 116) {
-  std::vector<uint64_t> offsets(count);
-  for (std::size_t k = 0; k < count; ++k) offsets[k] = k * interval;
-  return offsets;
-}
-
-struct Player {
-  std::atomic<uint32_t> frames = 0;
-  std::atomic<uint32_t> ends = 0;
-  std::atomic<uint32_t> lastNumber = 0;
-  std::function<void(_ZoDev*)> inside;
-
-  static int OnFrame(_ZoDev* dev, uint8_t*, uint64_t length, void* user) {
-    auto* self = static_cast<Player*>(user);
-    EXPECT_EQ(length, kFrameBytes);
-    self->lastNumber = ZoLib_GetFileCurrentFrameNumber(dev);
-    if (self->inside) self->inside(dev);
-    ++self->frames;
-    return 0;
-  }
-  static int OnEnd(_ZoDev* dev, void* user) {
-    auto* self = static_cast<Player*>(user);
-    if (self->inside) self->inside(dev);
-    ++self->ends;
-    return 0;
-  }
-  Handle Open(const std::string& path) {
-    _ZoDev* dev = nullptr;
-    EXPECT_EQ(ZoLib_FileReadSetup(&dev, path.c_str(), OnFrame, OnEnd, this), 0);
-    return Handle(dev);
-  }
-};
 
 TEST_F(Recording, HoldsACamerasStreamFrameForFrame) {
   zosim::Host().Reset();
@@ -174,6 +81,9 @@ TEST_F(Recording, WritesPassivelyAndDropsWhatIsNoFrame) {
   EXPECT_EQ(ZoLib_FileWritePassiveAdd(dev.get(), Bytes(kFrameBytes).data(), kFrameBytes), 0);
   EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), (folder / "no/file").c_str(), 1, 2), 23);
   EXPECT_EQ(ZoLib_GetFrameRateNumerator(dev.get()), 0);
+  EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), folder.c_str(), 1, 2), 23);
+  EXPECT_EQ(ZoLib_FileWriteSetup(dev.get(), "/dev/full"), 23) << "no room for the header";
+  EXPECT_EQ(ZoLib_FileWriteStart(dev.get()), 22) << "nothing stays open";
   EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 10, 3), 0);
   EXPECT_EQ(ZoLib_FileWriteStart(dev.get()), 0);
   Bytes frame(kFrameBytes + 100);
@@ -278,10 +188,14 @@ TEST_F(Recording, SurvivesTruncationAtEveryByte) {
     if (size == 0) break;
   }
   EXPECT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-  for (const char* name : {"fifo", ".", "missing"}) {
+  EXPECT_EQ(mkfifo((folder / "written").c_str(), 0600), 0);
+  const int writer = open((folder / "written").c_str(), O_RDWR);
+  EXPECT_EQ(write(writer, HeaderLine().data(), 366), 366);
+  for (const char* name : {"fifo", "written", ".", "missing"}) {
     _ZoDev* dev = nullptr;
     EXPECT_EQ(ZoLib_FileReadPassiveSetup(&dev, (folder / name).c_str()), 23) << name;
   }
+  close(writer);
   EXPECT_EQ(ZoLib_FileReadPassiveSetup(nullptr, path.c_str()), 21);
 }
 
@@ -370,34 +284,160 @@ TEST_F(Recording, StopsAtADamagedRecord) {
   }
 }
 
+// Time offsets that do not decrease, with repeats, gaps and now and then a leap that no clock
+// makes.
+std::vector<uint64_t> Irregular(std::mt19937& random, uint32_t round) {
+  std::vector<uint64_t> offsets = {round % 3 == 0 ? 0 : random() % 500};
+  const std::size_t count = round == 0 ? 2 : 20 + random() % 60;
+  while (offsets.size() < count) {
+    uint64_t gap = random() % 250;
+    if (random() % 8 == 0) gap = 5000 + random() % 60000;
+    if (random() % 4 == 0) gap = 0;
+    if (round % 4 == 1 && random() % 20 == 0) gap = uint64_t{random()} << 25;
+    offsets.push_back(offsets.back() + gap);
+  }
+  if (round % 5 == 2) offsets.back() = UINT64_MAX;
+  return offsets;
+}
+
+// Number of the frame that a seek puts next; 0 for the end of the file.
+uint32_t FrameSought(const std::vector<uint64_t>& offsets, uint64_t target) {
+  if (target <= offsets.front()) return 1;
+  if (target >= offsets.back()) return 0;
+  uint32_t number = 0;
+  while (offsets[number] <= target) ++number;
+  return number;
+}
+
+uint64_t RandomTarget(std::mt19937& random, const std::vector<uint64_t>& offsets) {
+  const uint64_t offset = offsets[random() % offsets.size()];
+  switch (random() % 4) {
+    case 0:
+      return offset;
+    case 1:
+      return offset + 1;
+    case 2:
+      return offset - 1;  // of 0: the largest there is
+    default:
+      return std::uniform_int_distribution<uint64_t>(0, offsets.back() / 8 * 9)(random);
+  }
+}
+
 TEST_F(Recording, SeeksLikeAModel) {
   std::mt19937 random(5);
-  for (int round = 0; round < 12; ++round) {
-    std::vector<uint64_t> offsets = {round % 3 == 0 ? 0 : random() % 500};
-    while (offsets.size() < 40 + random() % 40) {
-      const uint64_t gap = random() % 8 == 0 ? 5000 + random() % 60000 : random() % 250;
-      offsets.push_back(offsets.back() + gap);
-    }
+  for (uint32_t round = 0; round < 16; ++round) {
+    const auto offsets = Irregular(random, round);
     Write(offsets);
     const Handle dev = OpenPassive();
-    for (int i = 0; i < 60; ++i) {
-      const uint64_t target = random() % (offsets.back() + offsets.back() / 8 + 1);
-      const ZoStatus status = ZoLib_FileReadSeek(dev.get(), target);
-      if (target >= offsets.back()) {
-        ASSERT_EQ(status, 25) << target;
-        EXPECT_EQ(ZoLib_GetFileReadEOF(dev.get()), 1);
-        continue;
-      }
-      ASSERT_EQ(status, 0) << target;
-      const auto after = std::upper_bound(offsets.begin(), offsets.end(), target);
-      const auto expected = after == offsets.begin() ? 1 : after - offsets.begin();
-      const uint32_t found = Next(dev);
-      // Of several records with the wanted time any may be the last one that was met.
-      ASSERT_GE(found, 1);
-      EXPECT_EQ(offsets[found - 1], offsets[static_cast<std::size_t>(expected) - 1]) << target;
+    for (int i = 0; i < 250; ++i) {
+      const uint64_t target = RandomTarget(random, offsets);
+      const uint32_t expected = FrameSought(offsets, target);
+      ASSERT_EQ(ZoLib_FileReadSeek(dev.get(), target), expected == 0 ? 25 : 0) << target;
+      ASSERT_EQ(ZoLib_GetFileReadEOF(dev.get()), expected == 0 ? 1 : 0);
+      if (expected == 0) continue;
+      // What was looked at last is told until a frame is delivered.
+      const uint32_t seen = target <= offsets.front() ? 1 : expected + 1;
+      ASSERT_EQ(ZoLib_GetFileCurrentFrameNumber(dev.get()), seen) << target;
+      if (random() % 4 == 0) continue;
+      ASSERT_EQ(Next(dev), expected) << target << " in round " << round;
       if (random() % 4 == 0) Next(dev);
     }
   }
+}
+
+TEST_F(Recording, PlaysOnWhereASeekWent) {
+  std::mt19937 random(6);
+  for (uint32_t round = 0; round < 8; ++round) {
+    const auto offsets = Irregular(random, round);
+    Write(offsets);
+    // The callback holds each frame until the next one is wanted.
+    std::binary_semaphore arrived{0}, wanted{0};
+    std::atomic<bool> over = false;
+    bool held = false;
+    Player player;
+    player.inside = [&](_ZoDev* own) {
+      if (over || ZoLib_GetFileReadEOF(own) != 0) return;
+      arrived.release();
+      wanted.acquire();
+    };
+    const Handle dev = player.Open(path);
+    ZoLib_SetFileReadSpeed(dev.get(), 0.0);
+    const auto next = [&]() -> uint32_t {
+      if (held) wanted.release();
+      held = arrived.try_acquire_for(20s);
+      return held ? player.lastNumber.load() : 0;
+    };
+    ASSERT_EQ(ZoLib_CaptureStart(dev.get()), 0);
+    EXPECT_EQ(next(), 1);
+    uint32_t ends = 0;
+    for (int i = 0; i < 150 && !HasFailure(); ++i) {
+      const uint64_t target = RandomTarget(random, offsets);
+      const uint32_t expected = FrameSought(offsets, target);
+      EXPECT_EQ(ZoLib_FileReadSeek(dev.get(), target), expected == 0 ? 25 : 0) << target;
+      if (expected == 0) {
+        EXPECT_EQ(player.ends, ++ends);
+        if (held && random() % 2 == 0) {
+          wanted.release();  // on to the wait at the end
+          held = false;
+        }
+        continue;
+      }
+      EXPECT_EQ(next(), expected) << target << " in round " << round;
+      if (random() % 4 == 0) {
+        EXPECT_EQ(next(), expected + 1);
+      }
+    }
+    over = true;
+    if (held) wanted.release();
+    EXPECT_EQ(ZoLib_CaptureStop(dev.get()), 0);
+  }
+}
+
+TEST_F(Recording, ShowsFramesAtTheirTimes) {
+  struct Case {
+    double speed;
+    uint64_t gapMs;
+    int dueMs;
+  };
+  constexpr uint64_t kHour = 3600000;
+  for (const Case& c : {Case{1.0, 60, 60}, Case{2.0, 120, 60}, Case{0.5, 30, 60},
+                        Case{72000.0, kHour, 50}, Case{0.0, kHour, 0}}) {
+    Write({100, 100 + c.gapMs, 100 + 2 * c.gapMs});
+    std::array<std::chrono::steady_clock::time_point, 3> shown;
+    Player player;
+    player.inside = [&](_ZoDev*) {
+      if (player.ends == 0 && player.frames < 3)
+        shown[player.frames] = std::chrono::steady_clock::now();
+    };
+    const Handle dev = player.Open(path);
+    ZoLib_SetFileReadSpeed(dev.get(), c.speed);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_EQ(ZoLib_CaptureStart(dev.get()), 0);
+    ASSERT_TRUE(WaitFor([&] { return player.ends == 1; })) << c.speed;
+    ASSERT_EQ(player.frames, 3);
+    // Whole milliseconds, counted from the first frame; how late is up to the machine.
+    EXPECT_GE(shown[1] - start, std::chrono::milliseconds(c.dueMs - 3)) << c.speed;
+    EXPECT_GE(shown[2] - start, std::chrono::milliseconds(2 * c.dueMs - 3)) << c.speed;
+  }
+}
+
+TEST_F(Recording, ChangesItsSpeedInsideALongGap) {
+  constexpr uint64_t kHour = 3600000;
+  Write({1, 2, kHour, 2 * kHour, 2 * kHour + 2, 9 * kHour});
+  Player player;
+  const Handle dev = player.Open(path);
+  ASSERT_EQ(ZoLib_CaptureStart(dev.get()), 0);
+  ASSERT_TRUE(WaitFor([&] { return player.frames == 2; }));
+  ZoLib_SetFileReadSpeed(dev.get(), -1.0);
+  EXPECT_EQ(ZoLib_GetFileReadSpeed(dev.get()), 1.0);
+  std::this_thread::sleep_for(20ms);
+  EXPECT_EQ(player.frames, 2) << "frame 3 waits on";
+  ZoLib_SetFileReadSpeed(dev.get(), 2.0);
+  ASSERT_TRUE(WaitFor([&] { return player.frames == 4; }));
+  EXPECT_EQ(player.lastNumber, 5) << "frame 3 was dropped, frame 4 came at once";
+  ZoLib_SetFileReadSpeed(dev.get(), 0.0);
+  ASSERT_TRUE(WaitFor([&] { return player.ends == 1; }));
+  EXPECT_EQ(player.frames, 4) << "frame 6 was dropped";
 }
 
 TEST_F(Recording, TellsOfEachEndOnceAndScansWhereverPlaybackIs) {
@@ -443,6 +483,94 @@ TEST_F(Recording, GivesOneGainForAllFrames) {
   EXPECT_EQ(ZoLib_FileTimeBasedAGCSetup(dev.get(), 0, 1, 0, 1000), 22);
 }
 
+TEST_F(Recording, ScansTheFramesOfItsStep) {
+  std::vector<uint64_t> offsets = {0, 100, 100, 200, 300, 400, 400, 500, 600, 700, 800, 900, 1000};
+  Write(offsets);
+  const Handle dev = OpenPassive();
+  ZoLib_SetNoiseFilter(dev.get(), 0);
+  ASSERT_EQ(Next(dev), 1);
+  struct Case {
+    uint32_t step;
+    uint64_t from, to;
+    std::vector<uint16_t> frames;  // from 0
+  };
+  const Case cases[] = {
+      {1, 450, 650, {0, 1, 2, 3, 4, 5, 6, 7, 8}},  // no lower bound
+      {1, 0, 0, {0}},
+      {2, 0, 1000, {2, 4, 6, 8, 10, 12}},  // the frame at the bound itself is passed over alone
+      {2, 50, 650, {2, 4, 6, 8}},
+      {2, 100, 500, {4, 6}},  // frames 3 and 5 begin their groups, 7 is followed by one too late
+      {3, 0, 1000, {3, 6, 9, 12}},  // two are passed over, then every third
+      {3, 250, 850, {5, 8}},
+      {4, 0, 1000, {4, 8, 12}},
+      {100, 0, 1000, {}},
+      {UINT32_MAX, 0, 1000, {}},
+      {2, 1000, 2000, {}},
+  };
+  for (const Case& c : cases) {
+    std::vector<uint16_t> frames;
+    const ZoStatus status = ZoLib_Priv_FileScan(
+        dev.get(), c.step, c.from, c.to,
+        [](void* context, const uint16_t* image) {
+          static_cast<std::vector<uint16_t>*>(context)->push_back(image[4799] - 30000);
+        },
+        &frames);
+    EXPECT_EQ(frames, c.frames) << c.step << ' ' << c.from << ' ' << c.to;
+    EXPECT_EQ(status, c.frames.empty() ? 6 : 0);
+  }
+  EXPECT_EQ(Next(dev), 2) << "a scan leaves playback where it was";
+}
+
+TEST_F(Recording, SharesOneScanBetweenBothGains) {
+  const std::vector<uint64_t> offsets = {10, 20, 30, 40};
+  Write(offsets, {29000, 30000, 30500, 31000});
+  const Handle dev = OpenPassive();
+  ZoLib_SetNoiseFilter(dev.get(), 0);
+  _ZoDev& d = *dev;
+  const auto setUp = [&](uint32_t linear, uint64_t to) {
+    return ZoLib_FileTimeBasedAGCSetup(dev.get(), linear, 1, 0, to);
+  };
+  ASSERT_EQ(setUp(0, 40), 0);
+  ASSERT_TRUE(d.tbHistValid);
+  EXPECT_EQ(d.tbHistMin, 28 * 1024);
+  EXPECT_EQ(d.tbHistMax, 31 * 1024);
+  uint32_t base = 0;
+  for (uint32_t bin = 0; bin < 32; ++bin) {
+    const auto held = [&](uint32_t value) { return (value - 28 * 1024) * 32 / 3072 == bin; };
+    const uint32_t frames = held(29000) + held(30000) + held(30500) + held(31000);
+    EXPECT_EQ(d.tbHistTable[bin].base, base) << bin;
+    EXPECT_EQ(d.tbHistTable[bin].slope, frames * 256) << bin;
+    base += frames * 256;
+  }
+  ASSERT_EQ(setUp(1, 40), 0);
+  EXPECT_EQ(d.tbLinearMin, 28 * 1024) << "the table's bounds";
+  EXPECT_EQ(d.tbLinearMax, 31 * 1024);
+  ASSERT_EQ(setUp(1, 30), 0);
+  EXPECT_EQ(d.tbLinearMin, 29000) << "another range, another scan";
+  EXPECT_EQ(d.tbLinearMax, 30500);
+
+  // From here on a scan finds other values than the linear range tells (but for a few pixels that
+  // the stream had read ahead).
+  Write(offsets, {65000, 65001, 65002, 65003});
+  ASSERT_EQ(setUp(0, 30), 0);
+  EXPECT_EQ(d.tbHistMin, 28 * 1024) << "the linear range, rounded";
+  EXPECT_EQ(d.tbHistMax, 30 * 1024);
+  EXPECT_GT(d.tbHistTable[31].slope, 512) << "what lies above counts in the last bin";
+  ASSERT_EQ(setUp(0, 20), 0);
+  EXPECT_EQ(d.tbHistMin, 63 * 1024);
+  EXPECT_EQ(d.tbHistMax, 65535) << "no further than 16 bits";
+
+  ASSERT_EQ(setUp(1, 5), 6);
+  EXPECT_EQ(d.tbLinearMax, 30500) << "a failing linear scan changes nothing";
+  EXPECT_TRUE(d.tbLinearValid);
+  ASSERT_EQ(setUp(0, 5), 6);
+  EXPECT_TRUE(d.tbHistValid) << "it failed before the table was touched";
+  std::filesystem::resize_file(path, HeaderLine().size());
+  ASSERT_EQ(setUp(0, 30), 6);
+  EXPECT_FALSE(d.tbHistValid) << "the histogram's scan failed";
+  EXPECT_EQ(d.tbHistTable, nullptr);
+}
+
 TEST_F(Recording, ObeysTwoThreadsAtOnce) {
   Write(Regular(30, 3));
   Player player;
@@ -486,27 +614,143 @@ TEST_F(Recording, DumpsAFrameAsText) {
   const Handle dev = OpenPassive();
   Bytes frame(kFrameBytes);
   ZoLib_FileReadPassiveNext(dev.get(), frame.data(), kFrameBytes);
-  ASSERT_EQ(ZoLib_DecodeCheck(dev.get(), frame.data()), 0);
   std::vector<uint16_t> image(4800, 29315);
+  image[4799] = 65535;
+  Bytes telemetry(320);
+  const auto word = [&](int at, uint16_t value) {
+    telemetry[at] = static_cast<uint8_t>(value >> 8);
+    telemetry[at + 1] = static_cast<uint8_t>(value & 0xFF);
+  };
+  for (int at = 0; at < 320; at += 2) word(at, 11111);  // not to be seen
   const uint16_t time[8] = {2026, 1, 0, 5, 7, 8, 9, 10};
   const std::string dump = (folder / "dump.txt").string();
-  const uint8_t* telemetry = ZoLib_GetTelemetryData(dev.get(), frame.data());
-  EXPECT_EQ(ZoLib_DumpFrame(dev.get(), dump.c_str(), image.data(), 9599, telemetry, time, 1), 6);
-  EXPECT_EQ(ZoLib_DumpFrame(dev.get(), dump.c_str(), nullptr, 9600, telemetry, time, 1), 21);
-  EXPECT_EQ(ZoLib_DumpFrame(dev.get(), dump.c_str(), image.data(), 9600, telemetry, time, 1), 0);
-  std::ifstream file(dump);
-  std::string line;
-  std::getline(file, line);
-  EXPECT_EQ(line,
+  const auto dumpTo = [&](const char* to, uint32_t bytes, const uint16_t* date, uint32_t kelvin) {
+    return ZoLib_DumpFrame(dev.get(), to, image.data(), bytes, telemetry.data(), date, kelvin);
+  };
+  const auto lines = [](std::istream&& file) {
+    std::vector<std::string> all;
+    for (std::string line; std::getline(file, line);) all.push_back(line);
+    all.resize(std::max<std::size_t>(all.size(), 3));
+    return all;
+  };
+  EXPECT_EQ(dumpTo(dump.c_str(), 9599, time, 1), 6);
+  EXPECT_FALSE(std::filesystem::exists(dump));
+  EXPECT_EQ(dumpTo((folder / "no/dump.txt").c_str(), 9600, time, 1), 23);
+  EXPECT_EQ(ZoLib_DumpFrame(dev.get(), dump.c_str(), nullptr, 9600, telemetry.data(), time, 1), 21);
+
+  word(2, 0x5678), word(4, 0x0234);  // TIME, less significant word first
+  word(60, 0xFFFE), word(62, 0xFFFF);
+  word(6, 0x2FFF);
+  word(48, 30001), word(58, 29999), word(52, 7), word(64, 65535);
+  ASSERT_EQ(ZoLib_DecodeCheck(dev.get(), frame.data()), 0);  // in 1/100 K
+  EXPECT_EQ(dumpTo(dump.c_str(), 9600, time, 1), 0);
+  auto text = lines(std::ifstream(dump));
+  EXPECT_EQ(text.size(), 62);
+  EXPECT_EQ(text[0],
             "                  SYSTIME       TIME   TIME_FFC FCS   FPAT FPATFC   HOUT HOUTFC");
-  std::getline(file, line);
-  EXPECT_EQ(line,
-            "TELEMETRY 05/07:08:09.010          0          0   0   0.00   0.00   0.00   0.00");
-  std::getline(file, line);
-  EXPECT_EQ(line.substr(0, 14), "293.15 293.15 ");
-  int rows = 1;
-  while (std::getline(file, line)) ++rows;
-  EXPECT_EQ(rows, 60);
+  EXPECT_EQ(text[1],
+            "TELEMETRY 05/07:08:09.010   36984440         -2   2 300.01 299.99   0.07 655.35");
+  EXPECT_EQ(text[2].substr(0, 14), "293.15 293.15 ");
+  EXPECT_EQ(text[2].size(), 80 * 7);
+  EXPECT_EQ(text.back().substr(79 * 7), "655.35 ");
+
+  frame[9600 + 419] = 0;
+  ASSERT_EQ(ZoLib_DecodeCheck(dev.get(), frame.data()), 0);  // in 1/10 K
+  EXPECT_EQ(dumpTo(dump.c_str(), 9601, time, 1), 0);
+  EXPECT_EQ(lines(std::ifstream(dump))[2].substr(0, 16), "2931.50 2931.50 ");
+
+  const auto now = [] {
+    const std::time_t seconds = std::time(nullptr);
+    char clock[32];
+    std::strftime(clock, sizeof clock, "TELEMETRY %d/%H:%M:%S", std::localtime(&seconds));
+    return std::string(clock);
+  };
+  const std::string before = now();
+  testing::internal::CaptureStdout();
+  const ZoStatus status = dumpTo(nullptr, 9600, nullptr, 0);
+  text = lines(std::istringstream(testing::internal::GetCapturedStdout()));
+  const std::string after = now();
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(text.size(), 62);
+  EXPECT_EQ(text[2].substr(0, 12), "29315 29315 ");
+  const std::string shown = text[1].substr(0, before.size());
+  EXPECT_TRUE(before > after || (before <= shown && shown <= after)) << text[1];
+}
+
+TEST_F(Recording, WritesExactlyItsFormat) {
+  struct Case {
+    uint16_t product;
+    std::string start;  // of the header, up to the version
+    uint32_t width, height, frameBytes;
+  };
+  const std::string tags = " Ip A0:0 C422 X V00010903 N";
+  for (const Case& c :
+       {Case{0x6101, "YUV4MPEG2 W80 H65   F259:30     " + tags + "117A0161", 80, 60, 10240},
+        Case{0x6104, "YUV4MPEG2 W160 H123 F259:30     " + tags + "117A0461", 160, 120, 39040}}) {
+    zosim::Host().Reset();
+    zosim::Host().PlugCamera({.productId = c.product, .serialNumber = 0x1234});
+    const Handle dev = OpenNode("/dev/video0");
+    ASSERT_NE(dev, nullptr);
+    const Bytes own = {0x01, 0xAB};
+    ZoLib_Priv_SetExtInfo(dev.get(), own.data(), 2);
+    ASSERT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 259, 30), 0);
+    ASSERT_EQ(ZoLib_FileWriteStart(dev.get()), 0);
+    Bytes frame(c.frameBytes);
+    for (std::size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i * 7 + i / 251);
+    const std::size_t footer = std::size_t{2} * c.width * c.height;
+    const auto add = [&](uint8_t revision) {
+      frame[footer] = 0;
+      frame[footer + 1] = revision;
+      ZoLib_FileWritePassiveAdd(dev.get(), frame.data(), c.frameBytes);
+    };
+    const std::time_t before = std::time(nullptr);
+    add(14);
+    std::this_thread::sleep_for(5ms);
+    add(14);
+    EXPECT_EQ(ZoLib_FileWriteStart(dev.get()), 0);
+    add(13);  // dropped, but the clock starts
+    std::this_thread::sleep_for(5ms);
+    add(14);
+    const std::time_t after = std::time(nullptr);
+    EXPECT_EQ(ZoLib_FileWriteStop(dev.get()), 0);
+
+    const Bytes file = Contents();
+    const std::size_t recordBytes = 6 + c.frameBytes + 2 * c.width;
+    ASSERT_EQ(file.size(), 366 + 3 * recordBytes);
+    const std::string header(file.begin(), file.begin() + 366);
+    EXPECT_EQ(header.substr(0, c.start.size()), c.start);
+    EXPECT_EQ(header.substr(75, 16), "3412000000000000") << header;
+    EXPECT_EQ(header.substr(107), " E01AB" + std::string(252, '0') + "\n");
+    const uint32_t numbers[] = {1, 2, 1};
+    for (std::size_t k = 0; k < 3; ++k) {
+      const uint8_t* record = &file[366 + k * recordBytes];
+      EXPECT_EQ(std::memcmp(record, "FRAME\n", 6), 0);
+      EXPECT_EQ(std::memcmp(record + 6, frame.data(), c.frameBytes), 0);
+      const uint8_t* trailer = record + 6 + c.frameBytes;
+      const auto word = [&](int at) {
+        return static_cast<uint32_t>(trailer[at] | trailer[at + 1] << 8);
+      };
+      EXPECT_EQ(word(8), numbers[k]);
+      EXPECT_EQ(word(10), 0);
+      EXPECT_EQ(word(0) != 0, k != 0) << "from the first frame handled";
+      EXPECT_LT(word(0), 60000);
+      EXPECT_TRUE(std::all_of(trailer + 2, trailer + 8, [](uint8_t b) { return b == 0; }));
+      EXPECT_TRUE(
+          std::all_of(trailer + 28, trailer + 2 * c.width, [](uint8_t b) { return b == 0; }));
+      std::tm date{};
+      date.tm_year = static_cast<int>(word(12)) - 1900;
+      date.tm_mon = static_cast<int>(word(14)) - 1;
+      date.tm_mday = static_cast<int>(word(18));
+      date.tm_hour = static_cast<int>(word(20));
+      date.tm_min = static_cast<int>(word(22));
+      date.tm_sec = static_cast<int>(word(24));
+      date.tm_isdst = -1;
+      const std::time_t seconds = std::mktime(&date);
+      EXPECT_TRUE(before <= seconds && seconds <= after);
+      EXPECT_EQ(word(16), date.tm_wday);
+      EXPECT_LT(word(26), 1000);
+    }
+  }
 }
 
 }  // namespace

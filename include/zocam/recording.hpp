@@ -110,15 +110,16 @@ class Recording : public Device {
   bool Paused() const noexcept { return ZoLib_GetFileReadPaused(Handle()) != 0; }
   /**
    * Moves to the last frame at or before a time, which comes next. Frames queued before are dropped
-   * and not counted. @return false when the time is that of the last frame or later: playback is at
-   * the end then. @throws Error 22 before the start and after the stop, 23 or 24 when the file
-   * cannot be read. Thread: locked.
+   * and not counted; one that was on its way may still come while playback runs. @return false when
+   * the time is that of the last frame or later: playback is at the end then. @throws Error 22
+   * before the start and after the stop, 23 or 24 when the file cannot be read. Thread: locked.
    */
   bool Seek(Milliseconds timeOffset) {
     const auto target = static_cast<uint64_t>(std::max(timeOffset, Milliseconds(0)).count());
+    // Held meanwhile, so that frames from the new place are queued after the old ones are gone.
+    const std::lock_guard lock(Shared().streamMutex);
     const ZoStatus status = ZoLib_FileReadSeek(Handle(), target);
     if (status != ZO_STATUS_END_OF_FILE) Shared().Check(status, "cannot seek");
-    const std::lock_guard lock(Shared().streamMutex);
     Shared().queue.clear();
     return status == ZO_STATUS_OK;
   }
@@ -163,11 +164,10 @@ class Recording : public Device {
     return Recording(std::move(session));
   }
 
-  /** Runs with the recording's lock held: nothing but waking who waits. */
+  /** Runs with the recording's lock held, which Seek() waits for with streamMutex held: so it takes
+   * no lock. Who is about to wait and misses the wake looks again soon. */
   static int OnEnd(_ZoDev*, void* user) noexcept {
-    detail::Session& session = *static_cast<detail::Session*>(user);
-    { const std::lock_guard lock(session.streamMutex); }
-    session.frameQueued.notify_all();
+    static_cast<detail::Session*>(user)->frameQueued.notify_all();
     return 0;
   }
 };

@@ -396,4 +396,70 @@ TEST(GreyExpansion, ChecksSizeBeforePixelBeforeStride) {
   EXPECT_EQ(expand(0xFFFFFFFF, 0xFFFFFFFF, 40, 0, INT32_MAX), 6U);
 }
 
+// The cell of a magnified image by its definition: the mean of the pixel, counted twice, and of the
+// neighbours that lie on the cell's side and exist.
+uint8_t MagnifiedCell(const Bytes& src, int width, int height, int bytesPerPixel, int margin,
+                      int outX, int outY, int channel) {
+  const int x = margin + outX / 3, y = outY / 3, dx = outX % 3 - 1, dy = outY % 3 - 1;
+  const auto at = [&](int px, int py) {
+    return int{src[(py * width + px) * bytesPerPixel + channel]};
+  };
+  const bool across = dx != 0 && x + dx >= margin && x + dx < width;
+  const bool along = dy != 0 && y + dy >= 0 && y + dy < height;
+  const int p = at(x, y);
+  if (across && along) return (2 * p + at(x + dx, y) + at(x, y + dy) + at(x + dx, y + dy)) / 5;
+  if (across) return (2 * p + at(x + dx, y)) / 3;
+  if (along) return (2 * p + at(x, y + dy)) / 3;
+  return p;
+}
+
+TEST(Magnifier, BlendsEveryCellWithTheNeighboursThatExist) {
+  std::mt19937 random(3);
+  for (const auto [width, height, margin] :
+       {std::array{160, 120, 20}, {80, 60, 0}, {2, 2, 0}, {1, 1, 0}, {5, 1, 1}, {4, 7, 3}}) {
+    for (const int bytesPerPixel : {3, 4}) {
+      Bytes src(width * height * bytesPerPixel);
+      for (uint8_t& byte : src) byte = random();
+      const int columns = 3 * (width - margin);
+      const uint32_t size = columns * 3 * height * bytesPerPixel;
+      Bytes out(size + 1, kGuard);
+      EXPECT_EQ(
+          ZoLib_Magnify3(src.data(), width, height, out.data(), size - 1, bytesPerPixel, margin),
+          6U);
+      EXPECT_EQ(out, Bytes(size + 1, kGuard));
+      ASSERT_EQ(ZoLib_Magnify3(src.data(), width, height, out.data(), size, bytesPerPixel, margin),
+                0U);
+      for (uint32_t i = 0; i < size; ++i) {
+        const int pixel = i / bytesPerPixel, channel = i % bytesPerPixel;
+        const uint8_t expected = channel == 3
+                                     ? kGuard
+                                     : MagnifiedCell(src, width, height, bytesPerPixel, margin,
+                                                     pixel % columns, pixel / columns, channel);
+        ASSERT_EQ(out[i], expected) << width << " x " << height << ", byte " << i;
+      }
+      EXPECT_EQ(out[size], kGuard);
+    }
+  }
+  const Bytes example{0, 0, 0, 60, 0, 0, 30, 0, 0, 90, 0, 0};  // UL, U, L, P
+  Bytes out(108);
+  ASSERT_EQ(ZoLib_Magnify3(example.data(), 2, 2, out.data(), 108, 3, 0), 0U);
+  EXPECT_EQ((std::array{out[63], out[66], out[81], out[84]}),
+            (std::array<uint8_t, 4>{54, 80, 70, 90}));
+}
+
+TEST(Magnifier, RefusesSizesThatMakeNoImage) {
+  Bytes bytes(36);
+  const auto magnify = [&](uint32_t width, uint32_t height, uint32_t size, uint32_t bytesPerPixel,
+                           uint32_t margin) {
+    return ZoLib_Magnify3(bytes.data(), width, height, bytes.data(), size, bytesPerPixel, margin);
+  };
+  for (const uint32_t bytesPerPixel : {2, 5}) EXPECT_EQ(magnify(1, 1, 0, bytesPerPixel, 0), 21U);
+  EXPECT_EQ(magnify(4, 1, 36, 3, 4), 21U);
+  EXPECT_EQ(magnify(0, 1, 36, 3, 0), 21U);
+  EXPECT_EQ(magnify(1, 0, 0, 3, 0), 0U);
+  EXPECT_EQ(magnify(0xFFFFFFFF, 0xFFFFFFFF, 36, 4, 0), 21U) << "more than 2^64 bytes";
+  EXPECT_EQ(magnify(0x10000, 0x10000, 36, 3, 0), 6U);
+  EXPECT_EQ(ZoLib_Magnify3(nullptr, 1, 1, bytes.data(), 36, 3, 0), 20U);
+}
+
 }  // namespace

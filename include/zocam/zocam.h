@@ -570,6 +570,18 @@ ZO_API int32_t ZoLib_GetAutoGainType(int32_t format);
 ZO_API ZoStatus ZoLib_Gray8ToRGB(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst,
                                  uint32_t dstSize, uint32_t stride, int32_t bytesPerPixel);
 
+/**
+ * Enlarges a colour image to three times its width and height: each pixel becomes a block of nine
+ * that blends it with its neighbours, in integers. @param src height packed lines of width pixels.
+ * @param dst receives 3 x height packed lines of 3 x (width - leftMargin) pixels; a fourth byte per
+ * pixel is left as it was. @param dstSize bytes at dst. @param bytesPerPixel 3 or 4. @param
+ * leftMargin columns at the left that are left out, e.g. those of the reference body.
+ * @return 0; 21 bytesPerPixel, a leftMargin not below width, or sizes beyond 64 bits; 6 dst too
+ * small; 20; then nothing is written. Thread: any.
+ */
+ZO_API ZoStatus ZoLib_Magnify3(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst,
+                               uint32_t dstSize, uint32_t bytesPerPixel, uint32_t leftMargin);
+
 /* ------------------------------------------------------------------------------------------------
  * Recording. A file holds the raw frames as they arrive, so that it decodes to the same pictures.
  * --------------------------------------------------------------------------------------------- */

@@ -190,4 +190,5 @@ void ZoLib_SetFileReadSpeed(_ZoDev* dev, double speed) {
   const ScopedLock lock(*dev->fileLock);
   dev->fileReadSpeed = speed;
   dev->fileBaseTimeOffset = 0;
+  dev->readerWakeCond->NotifyAll();  // a frame that waits over a long gap is dropped at once
 }

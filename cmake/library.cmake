@@ -44,5 +44,5 @@ set_target_properties(zocam PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
   LINK_DEPENDS ${ZOCAM_VERSION_SCRIPT} LINKER_LANGUAGE CXX)
 
-install(TARGETS zocam LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY include/zocam DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The C++ interface is headers that use threads.
+target_link_libraries(zocam INTERFACE Threads::Threads)

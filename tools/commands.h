@@ -16,6 +16,9 @@ inline constexpr int kBadUsage = 2;
 
 using Action = std::function<int()>;
 
+// Makes the app zocam, with all its commands.
+void SetUpApp(CLI::App& app, Action& action);
+
 void AddListCommand(CLI::App& app, Action& action);
 void AddInfoCommand(CLI::App& app, Action& action);
 void AddSnapshotCommand(CLI::App& app, Action& action);

@@ -10,23 +10,9 @@
 namespace {
 
 int Run(int argc, char** argv) {
-  CLI::App app(
-      "Small USB thermal cameras: list them, take pictures, watch, record, play, send commands.",
-      "zocam");
-  app.set_version_flag("--version", "zocam " ZOCAM_VERSION);
-  app.require_subcommand(1);
+  CLI::App app;
   Action action;
-  AddListCommand(app, action);
-  AddInfoCommand(app, action);
-  AddSnapshotCommand(app, action);
-  AddWatchCommand(app, action);
-  AddRecordCommand(app, action);
-  AddPlayCommand(app, action);
-  AddExportCommand(app, action);
-  AddDumpCommand(app, action);
-  AddCheckCommand(app, action);
-  AddReflectionCommand(app, action);
-  AddCommandCommand(app, action);
+  SetUpApp(app, action);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

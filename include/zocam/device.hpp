@@ -116,7 +116,9 @@ class Frame {
  public:
   /** The raw frame: big-endian image words, then the footer. */
   std::span<const uint8_t> Bytes() const noexcept { return bytes_; }
+  /** Pixels of a row. */
   uint32_t Width() const noexcept { return ZoLib_GetFrameWidth(session_->handle); }
+  /** Rows of the image, without the footer. */
   uint32_t Height() const noexcept { return ZoLib_GetFrameHeight(session_->handle); }
   /** The footer of the raw frame: big-endian words behind the image. */
   std::span<const uint8_t> Telemetry() const noexcept {
@@ -187,8 +189,8 @@ class Frame {
 /** A frame that owns its bytes, so that it may be kept as long as the device lives. */
 class FrameCopy : public Frame {
  public:
-  FrameCopy(FrameCopy&&) = default;
-  FrameCopy& operator=(FrameCopy&&) = default;
+  FrameCopy(FrameCopy&&) = default;            /**< The other one is no frame any more. */
+  FrameCopy& operator=(FrameCopy&&) = default; /**< The other one is no frame any more. */
 
  private:
   friend class Device;
@@ -241,7 +243,10 @@ class Device {
   /** Whether this is a recording. Thread: any. */
   bool IsRecording() const noexcept { return session_->kind != Kind::kCamera; }
 
-  /** @name Identity and geometry. Thread: handle. @{ */
+  /** @name Identity and geometry. Thread: handle. */
+  /** @{ */
+  /** Of the camera, or of the one that made the recording; see the function of zocam.h that is
+   * named alike. */
   uint16_t VendorId() const noexcept { return ZoLib_GetVendorID(Handle()); }
   uint16_t ProductId() const noexcept { return ZoLib_GetProductID(Handle()); }
   uint16_t ReleaseNumber() const noexcept { return ZoLib_GetReleaseNumber(Handle()); }
@@ -263,7 +268,8 @@ class Device {
   bool Disconnected() const noexcept { return ZoLib_GetDisconnected(Handle()) != 0; }
   /** @} */
 
-  /** @name Streaming @{ */
+  /** @name Streaming */
+  /** @{ */
 
   /**
    * Starts the stream. @param callback called with each frame on the handle's own thread; an
@@ -359,7 +365,10 @@ class Device {
   }
   /** @} */
 
-  /** @name Commands. Thread: locked. @{ */
+  /** @name Commands. Thread: locked. */
+  /** @{ */
+  /** See the function of zocam.h that is named alike. @throws Error with the camera's own code for
+   * statuses 10 and 11. */
   void CommandRun(uint16_t command) {
     session_->Check(ZoLib_CommandRun(Handle(), command, 0), "the command failed");
   }
@@ -390,11 +399,15 @@ class Device {
   }
   /** @} */
 
-  /** @name Settings; meaning and defaults stand at the functions of zocam.h. @{ */
+  /** Limits of temperatures. */
   struct Range {
     int32_t low;  /**< hundredths of a kelvin */
     int32_t high; /**< hundredths of a kelvin */
   };
+  /** @name Settings */
+  /** @{ */
+  /** Meaning, default and thread word stand at the function of zocam.h that is named alike; a
+   * setter throws Error where that one has a status. */
   Range DecodeRange() const noexcept {
     uint32_t low = 0, high = 0;
     ZoLib_GetDecodeRange(Handle(), &low, &high);
@@ -480,7 +493,8 @@ class Device {
     return image;
   }
 
-  /** @name Reflection correction; see zocam.h. Thread: locked. @{ */
+  /** @name Reflection correction; see zocam.h. Thread: locked. */
+  /** @{ */
 
   /** Learns from every frame decoded from now on. */
   void StartReflectionLearning() {
@@ -511,12 +525,15 @@ class Device {
     session_->Check(ZoLib_SetReflectCorrFile(Handle(), path.c_str()),
                     "cannot install a reflection correction from a file");
   }
+  /** Takes the correction image away. */
   void ClearReflectionCorrection() noexcept { ZoLib_SetReflectCorrData(Handle(), nullptr, 0); }
   /** @} */
 
  protected:
+  /** @cond Recording's way in. */
   explicit Device(std::unique_ptr<detail::Session> session) : session_(std::move(session)) {}
   detail::Session& Shared() const noexcept { return *session_; }
+  /** @endcond */
 
  private:
   friend class Writer;
@@ -593,6 +610,7 @@ class Device {
   }
 
  protected:
+  /** @cond */
   static int OnFrame(_ZoDev*, uint8_t* bytes, uint64_t length, void* user) noexcept {
     detail::Session& session = *static_cast<detail::Session*>(user);
     {
@@ -608,6 +626,7 @@ class Device {
     }
     return 0;
   }
+  /** @endcond */
 
  private:
   std::unique_ptr<detail::Session> session_;

@@ -26,6 +26,7 @@ class Error : public std::runtime_error {
   Error(ZoStatus status, const std::string& action, int32_t detail = 0)
       : Error(status, action, detail, ReasonText(status, detail)) {}
 
+  /** The status of zocam.h. */
   ZoStatus Status() const noexcept { return status_; }
 
   /** The reason alone, e.g. "Permission denied". */

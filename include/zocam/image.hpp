@@ -50,19 +50,20 @@ constexpr double Celsius(double value, int32_t resolution) noexcept {
 
 /** A picture with packed rows. */
 struct Image {
-  uint32_t width = 0;
-  uint32_t height = 0;
+  uint32_t width = 0;          /**< pixels */
+  uint32_t height = 0;         /**< pixels */
   uint32_t format = 0;         /**< the format code it was rendered in */
   std::vector<uint8_t> pixels; /**< height rows of width x BytesPerPixel(format) bytes */
 };
 
 /** A temperature image, row by row. */
 struct TemperatureImage {
-  uint32_t width = 0;
-  uint32_t height = 0;
+  uint32_t width = 0;           /**< pixels */
+  uint32_t height = 0;          /**< pixels */
   int32_t resolution = 0;       /**< units per kelvin: 100 or 10 */
   std::vector<uint16_t> values; /**< in 1/resolution kelvin */
 
+  /** Degrees Celsius of a pixel. @param pixel its index. @throws std::out_of_range */
   double Celsius(size_t pixel) const { return zocam::Celsius(values.at(pixel), resolution); }
 };
 

@@ -61,7 +61,8 @@ void CheckFileCall(const std::string& action, Call call) {
  */
 class Recording : public Device {
  public:
-  using Milliseconds = std::chrono::milliseconds;
+  using Milliseconds = std::chrono::milliseconds; /**< of time offsets */
+  /** As the end of a range: all of the rest. */
   static constexpr Milliseconds kToTheEnd = Milliseconds::max();
 
   /** Opens a file to be played. @throws Error 23 it cannot be opened or read, 24 it is no recording
@@ -80,7 +81,8 @@ class Recording : public Device {
     return Device::NextFrame(timeout);
   }
 
-  /** @name Extent. Thread: handle. @{ */
+  /** @name Extent. Thread: handle. */
+  /** @{ */
   /** Number of the last frame: how many there are, unless the recording was started again in the
    * middle of the file. */
   uint32_t LastFrameNumber() const noexcept { return ZoLib_GetFileFrames(Handle()); }
@@ -100,13 +102,15 @@ class Recording : public Device {
   FrameStamp Current() const noexcept { return *Shared().CurrentStamp(); }
   /** @} */
 
-  /** @name Playback @{ */
+  /** @name Playback */
+  /** @{ */
   /** True from the end of the file until a seek. Frames may still be queued. Thread: handle. */
   bool AtEnd() const noexcept { return ZoLib_GetFileReadEOF(Handle()) != 0; }
   /** Drops the frame in hand. Nothing for passive recordings. Thread: locked. */
   void Pause() noexcept { ZoLib_FileReadPause(Handle()); }
   /** Goes on with the next frame, at once. Thread: locked. */
   void Resume() noexcept { ZoLib_FileReadResume(Handle()); }
+  /** Whether playback is paused. Thread: handle. */
   bool Paused() const noexcept { return ZoLib_GetFileReadPaused(Handle()) != 0; }
   /**
    * Moves to the last frame at or before a time, which comes next. Frames queued before are dropped
@@ -123,13 +127,15 @@ class Recording : public Device {
     Shared().queue.clear();
     return status == ZO_STATUS_OK;
   }
+  /** See SetSpeed(); 1 at first. Thread: handle. */
   double Speed() const noexcept { return ZoLib_GetFileReadSpeed(Handle()); }
   /** @param factor 1 as recorded, 0 as fast as possible; a negative one changes nothing. Thread:
    * locked. */
   void SetSpeed(double factor) noexcept { ZoLib_SetFileReadSpeed(Handle(), factor); }
   /** @} */
 
-  /** @name One gain for the whole recording @{ */
+  /** @name One gain for the whole recording */
+  /** @{ */
   /**
    * Decodes the frames of a time range with the settings as they are now and makes one gain of all,
    * so that the picture keeps its brightness; SetSteadyGain() switches it on. Takes as long as
@@ -147,7 +153,9 @@ class Recording : public Device {
                                                static_cast<uint64_t>(to.count())),
                    "cannot make a gain for the whole recording");
   }
+  /** See SetSteadyGain(); off at first. Thread: handle. */
   bool SteadyGain() const noexcept { return ZoLib_GetTimeBasedAGC(Handle()) != 0; }
+  /** Whether the automatic gains use what ScanGain() found. Thread: handle. */
   void SetSteadyGain(bool on) noexcept { ZoLib_SetTimeBasedAGC(Handle(), on); }
   /** @} */
 
@@ -192,8 +200,10 @@ class Writer {
       return ZoLib_FileWritePassiveSetup(Handle(), path.c_str(), rateNumerator, rateDenominator);
     });
   }
+  /** Moves the recording; the other one writes nothing any more. */
   Writer(Writer&& other) noexcept
       : session_(std::exchange(other.session_, nullptr)), path_(std::move(other.path_)) {}
+  /** Exchanges the recordings. */
   Writer& operator=(Writer&& other) noexcept {
     std::swap(session_, other.session_);
     std::swap(path_, other.path_);
@@ -203,6 +213,7 @@ class Writer {
     if (session_ != nullptr) ZoLib_FileWriteStop(Handle());
   }
 
+  /** Where the file is. */
   const std::string& Path() const noexcept { return path_; }
 
   /** Begins frame numbers and times anew in the middle of the file. */

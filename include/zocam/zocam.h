@@ -47,8 +47,10 @@
 
 #include <stdint.h>
 
+/** Marks what the library exports. */
 #define ZO_API __attribute__((visibility("default")))
 
+/** @cond */
 #ifdef __cplusplus
 #define ZO_ENCODED(name)
 extern "C" {
@@ -56,6 +58,7 @@ extern "C" {
 /* A few exported names encode their parameter types; C reaches them by their assembler name. */
 #define ZO_ENCODED(name) __asm__(name)
 #endif
+/** @endcond */
 
 /** A camera or a recording. Opaque; ends in ZoLib_Release. */
 typedef struct _ZoDev _ZoDev;

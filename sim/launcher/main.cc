@@ -1,17 +1,15 @@
 // zocam-sim: runs a program with virtual cameras plugged in.
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "sim/launcher/options.h"
 #include "sim/launcher/preload_library.h"
 #include "sim/launcher/setup.h"
 
@@ -21,27 +19,6 @@ namespace {
 constexpr int kUsageError = 2;
 constexpr int kCannotRun = 126;  // as a shell reports it
 constexpr int kNotFound = 127;
-
-// Adds what holds for all cameras to the text of each.
-struct ForAllCameras {
-  std::string fps;
-  bool noMetadata = false;
-
-  std::string AddedTo(const std::string& camera) const {
-    const size_t comma = std::min(camera.find(','), camera.size());
-    std::string text = camera.substr(0, comma);
-    if (!fps.empty()) text += ",fps=" + fps;
-    if (noMetadata) text += ",metadata=off";
-    return text + camera.substr(comma);  // a camera's own settings come last and win
-  }
-};
-
-class UsageFormatter : public CLI::Formatter {
- public:
-  std::string make_usage(const CLI::App*, std::string name) const override {
-    return "Usage: " + name + " [OPTIONS] -- PROGRAM [ARGUMENTS...]\n";
-  }
-};
 
 int Fail(int status, const std::string& message) {
   (void)std::fprintf(stderr, "zocam-sim: %s\n", message.c_str());
@@ -78,51 +55,23 @@ int Main(std::vector<std::string> arguments) {
   const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
   const bool hasCommand = dashes != arguments.end();
   std::vector<std::string> command(hasCommand ? dashes + 1 : dashes, arguments.end());
-  std::vector<std::string> options(arguments.begin(), dashes);
+  std::vector<std::string> ours(arguments.begin(), dashes);
 
-  CLI::App app(
-      "Runs a program with virtual cameras plugged in: /dev/videoN, the UVC driver and\n"
-      "sysfs are simulated inside the program; cameras that are really there are hidden.");
-  app.name("zocam-sim");
-  app.formatter(std::make_shared<UsageFormatter>());
-  app.footer(
-      std::string(kCameraKeysHelp) +
-      "\n\nCameras and nodes take the numbers from /dev/video0 on, in the order given. Without\n"
-      "any, one camera 6103 is plugged in.\n\n"
-      "Example: zocam-sim --camera 6103 --camera 6110,scene=uniform:300 -- zocam list");
-  // Collected as they are parsed; a vector for each option would lose the order between them.
-  std::string setup;
-  std::string problem;
-  ForAllCameras forAll;
-  std::vector<std::pair<bool, std::string>> items;
-  app.add_option_function<std::string>(
-         "-c,--camera", [&](const std::string& text) { items.emplace_back(true, text); },
-         "Plug in a camera (see below); may be given several times")
-      ->type_name("PRODUCT[,KEY=VALUE...]")
-      ->trigger_on_parse()
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_option_function<std::string>(
-         "-n,--node", [&](const std::string& text) { items.emplace_back(false, text); },
-         "Another video node: foreign (a webcam), none (one without USB identity), gap (a missing "
-         "number)")
-      ->type_name("KIND")
-      ->trigger_on_parse()
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_option("--fps", forAll.fps, "Frame rate of all cameras; max: without waiting")
-      ->type_name("RATE");
-  app.add_flag("--no-metadata-nodes", forAll.noMetadata,
-               "Cameras have one video node each, so that numbers follow each other");
-  std::reverse(options.begin(), options.end());  // as CLI11 takes a vector
+  CLI::App app;
+  Options options;
+  SetUpApp(app, options);
+  std::reverse(ours.begin(), ours.end());  // as CLI11 takes a vector
   try {
-    app.parse(options);
+    app.parse(ours);
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) return app.exit(error);
     return Fail(kUsageError, std::string(error.what()) + "; try --help");
   }
   if (command.empty()) return Fail(kUsageError, "name the program to run after --; try --help");
-  if (items.empty()) items.emplace_back(true, "6103");
-  for (const auto& [isCamera, text] : items) {
-    const std::string full = isCamera ? forAll.AddedTo(text) : text;
+  if (options.items.empty()) options.items.emplace_back(true, "6103");
+  std::string setup;
+  for (const auto& [isCamera, text] : options.items) {
+    const std::string full = isCamera ? CameraText(options, text) : text;
     const Parsed parsed = isCamera ? ParseCamera(full) : ParseNode(full);
     if (!parsed.request) return Fail(kUsageError, parsed.error);
     setup += (isCamera ? "camera " : "node ") + full + "\n";

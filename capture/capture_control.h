@@ -14,6 +14,7 @@ extern "C" {
 // 259/10 frames per second for 1 on products 0x6100 and 0x6101, else 259/30.
 ZO_API void ZoLib_Priv_SetFrameRate(_ZoDev* dev, uint32_t highFrameRate);
 
+// Keeps the application's callback, and forgets it. 20.
 ZO_API ZoStatus ZoLib_Priv_OsDepCaptureSetup(_ZoDev* dev, uint32_t highFrameRate,
                                              ZoFrameCallback callback, void* user);
 ZO_API void ZoLib_Priv_OsDepCaptureRelease(_ZoDev* dev);

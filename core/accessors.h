@@ -6,6 +6,7 @@
 
 extern "C" {
 
+// A byte of the camera's identity; 0 for null.
 ZO_API uint8_t ZoLib_Priv_GetInfoFlags(_ZoDev* dev);
 
 // Copy the first count bytes (at most 128) of the block that an application keeps in recordings.

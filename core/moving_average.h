@@ -16,6 +16,7 @@ class ZO_API MovingAvg {
   MovingAvg(const MovingAvg&) = delete;
   MovingAvg& operator=(const MovingAvg&) = delete;
 
+  // Another window, without values; the count of values put so far stays.
   void Init(int window);
   void Put(double value);
   double Get();

@@ -10,7 +10,7 @@ extern "C" {
 // has the handle.
 ZO_API ZoStatus ZoLib_Priv_DeviceGetInfo(_ZoDev* dev);
 
-// Sends the host's local time to the camera's clock.
+// Sends the host's local time to the camera's clock. Takes commandLock. 4; 13; 20.
 ZO_API ZoStatus ZoLib_Priv_SetTime(_ZoDev* dev);
 
 // Sends a request and polls until the camera has answered it, as long as the handle is connected.

@@ -13,7 +13,7 @@ using KnownHandles = std::map<std::string, _ZoDev*>;
 extern "C" {
 
 // Opens every camera that is not known and removes from known what it met. 20, 2, 3, 13: see
-// ZoLib_GetDevices. Throws bad_alloc when a path cannot be looked up.
+// ZoLib_GetDevices.
 ZO_API ZoStatus ZoLib_Priv_OsDepGetDevices(int32_t* refCount, _ZoDev*** devices, uint32_t* count,
                                            KnownHandles* known, uint32_t* hostError);
 }

@@ -15,7 +15,9 @@
 
 extern "C" {
 
+// Begins at the record where the file stands. 22 no open recording, or it plays; 2; 20.
 ZO_API ZoStatus ZoLib_Priv_FileReadStart(_ZoDev* dev);
+// Joins the thread and closes the file. 4; 22 nothing plays, or inside the handle's callback; 23; 20.
 ZO_API ZoStatus ZoLib_Priv_FileReadStop(_ZoDev* dev);
 }
 
@@ -25,6 +27,7 @@ ZO_API void ZoLib_Priv_FileReadProc(_ZoDev* dev);
 // One step. 1 go on, 0 stop. A buffer receives the frame instead of the context's.
 ZO_API int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer);
 
+// Start and join the thread; not null. 2 no thread could be made.
 ZO_API ZoStatus ZoLib_Priv_OsDepFileReadThreadStart(_ZoDev* dev);
 ZO_API ZoStatus ZoLib_Priv_OsDepFileReadThreadStop(_ZoDev* dev);
 

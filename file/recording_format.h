@@ -23,6 +23,8 @@
 
 // A header line has at most this many characters, line end included.
 inline constexpr std::size_t kHeaderLineMax = 1022;
+// A decimal number in it has at most nine digits.
+inline constexpr uint32_t kMostInHeader = 999'999'999;
 inline constexpr std::size_t kMarkerBytes = 6;
 inline constexpr std::size_t kTrailerBytes = 28;  // of a trailer line that mean something
 inline constexpr char kMarker[kMarkerBytes + 1] = "FRAME\n";

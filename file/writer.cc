@@ -3,10 +3,12 @@
 // record whose write had completed.
 #include "file/writer.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "capture/capture_control.h"
 #include "core/byte_order.h"
+#include "core/callback_thread.h"
 #include "core/clocks.h"
 #include "core/entry_guard.h"
 #include "core/status.h"
@@ -115,6 +117,11 @@ ZoStatus ZoLib_FileWritePassiveSetup(_ZoDev* dev, const char* path, uint32_t rat
                                      uint32_t rateDenominator) {
   if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
   if (dev->fileStream) return ZO_STATUS_INVALID_STATE;
+  if (std::max(rateNumerator, rateDenominator) > kMostInHeader) {
+    dev->frameRateNumerator = 0;
+    dev->frameRateDenominator = 0;
+    return ZO_STATUS_INVALID_VALUE;  // no reader would take it
+  }
   dev->frameRateNumerator = rateNumerator;
   dev->frameRateDenominator = rateDenominator;
   dev->filePassive = 1;
@@ -163,6 +170,7 @@ ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t l
 
 void ZoLib_Priv_FileWriteFrame(_ZoDev* dev, const uint8_t* frame, uint64_t length) {
   if (dev == nullptr || frame == nullptr) return;
+  if (InEofCallback(dev)) return;  // the calling thread holds the lock already
   const uint64_t now = ZoLib_Priv_GetSysTime();
   const ScopedLock lock(*dev->fileLock);
   if (!IsWriting(*dev)) return;

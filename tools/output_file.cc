@@ -17,33 +17,19 @@ namespace {
   throw ToolError("cannot write " + path + ": " + ErrnoText(error));
 }
 
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int Get() const { return fd_; }
-  // The errno of the close, or 0.
-  int Close() { return close(std::exchange(fd_, -1)) == 0 ? 0 : errno; }
-
- private:
-  int fd_;
-};
-
 // The errno of the first failure, or 0.
-int WriteAll(Descriptor& file, std::span<const uint8_t> bytes) {
+int WriteAll(int fd, std::span<const uint8_t> bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(file.Get(), bytes.data(), bytes.size());
+    const ssize_t written = write(fd, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) return errno;
     bytes = bytes.subspan(static_cast<size_t>(written));
   }
-  return file.Close();
+  return 0;
 }
+
+// The errno of the close, or 0.
+int CloseNow(int& fd) { return close(std::exchange(fd, -1)) == 0 ? 0 : errno; }
 
 mode_t ModeOfNewFiles() {
   const mode_t mask = umask(0);
@@ -52,31 +38,88 @@ mode_t ModeOfNewFiles() {
 }
 
 void WriteDirectly(const std::string& path, std::span<const uint8_t> bytes) {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_CLOEXEC));
-  if (file.Get() < 0) Fail(path, errno);
-  if (const int error = WriteAll(file, bytes)) Fail(path, error);
+  int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) Fail(path, errno);
+  const int written = WriteAll(fd, bytes);
+  const int closed = CloseNow(fd);
+  if (const int error = written != 0 ? written : closed) Fail(path, error);
 }
 
-void WriteAndRename(const std::string& path, mode_t mode, std::span<const uint8_t> bytes) {
-  std::string temporary = path + ".XXXXXX";
-  Descriptor file(mkostemp(temporary.data(), O_CLOEXEC));
-  if (file.Get() < 0) Fail(path, errno);
-  int error = fchmod(file.Get(), mode) == 0 ? 0 : errno;
-  if (error == 0) error = WriteAll(file, bytes);
-  if (error == 0 && rename(temporary.c_str(), path.c_str()) != 0) error = errno;
-  if (error == 0) return;
-  unlink(temporary.c_str());
-  Fail(path, error);
+// A kernel's or a file system's ways to say that it has no files without a name.
+bool NeedsName(int error) {
+  return error == EOPNOTSUPP || error == EISDIR || error == ENOENT || error == EINVAL;
 }
 
 }  // namespace
 
+OutputStream::OutputStream(const std::string& path) : path_(path) {
+  struct stat existing {};
+  mode_t mode = 0;
+  if (stat(path.c_str(), &existing) != 0) {
+    mode = ModeOfNewFiles();
+  } else {
+    if (S_ISDIR(existing.st_mode)) Fail(path, EISDIR);
+    if (!S_ISREG(existing.st_mode)) throw ToolError("cannot write " + path + ": it is no file");
+    if (access(path.c_str(), W_OK) != 0) Fail(path, errno);
+    // A link keeps leading to the file that is replaced.
+    path_ = std::filesystem::canonical(path);
+    mode = existing.st_mode & 07777;
+  }
+  OpenNameless();
+  if (fd_ < 0) Fail(path_, errno);
+  if (fchmod(fd_, mode) == 0) return;
+  const int error = errno;
+  close(fd_);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+  Fail(path_, error);
+}
+
+OutputStream::~OutputStream() {
+  if (fd_ >= 0) close(fd_);
+  if (!temporary_.empty()) unlink(temporary_.c_str());
+}
+
+void OutputStream::OpenNameless() {
+  // The name is given through /proc.
+  if (access("/proc/self/fd", X_OK) == 0) {
+    const std::string folder = std::filesystem::path(path_).parent_path();
+    fd_ = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (fd_ >= 0 || !NeedsName(errno)) return;
+  }
+  temporary_ = path_ + ".XXXXXX";
+  fd_ = mkostemp(temporary_.data(), O_CLOEXEC);
+  if (fd_ < 0) temporary_.clear();
+}
+
+void OutputStream::Write(std::span<const uint8_t> bytes) {
+  if (const int error = WriteAll(fd_, bytes)) Fail(path_, error);
+}
+
+// Beside its place, because a link cannot replace what is there.
+void OutputStream::GiveName() {
+  const std::string open = "/proc/self/fd/" + std::to_string(fd_);
+  for (int i = 0;; ++i) {
+    temporary_ = path_ + "." + std::to_string(getpid()) + "-" + std::to_string(i);
+    if (linkat(AT_FDCWD, open.c_str(), AT_FDCWD, temporary_.c_str(), AT_SYMLINK_FOLLOW) == 0)
+      return;
+    temporary_.clear();
+    if (errno != EEXIST) Fail(path_, errno);
+  }
+}
+
+void OutputStream::Commit() {
+  if (temporary_.empty()) GiveName();
+  if (const int error = CloseNow(fd_)) Fail(path_, error);
+  if (rename(temporary_.c_str(), path_.c_str()) != 0) Fail(path_, errno);
+  temporary_.clear();
+}
+
 void WriteOutputFile(const std::string& path, std::span<const uint8_t> bytes) {
   struct stat existing {};
-  if (stat(path.c_str(), &existing) != 0) return WriteAndRename(path, ModeOfNewFiles(), bytes);
-  if (S_ISDIR(existing.st_mode)) Fail(path, EISDIR);
-  if (!S_ISREG(existing.st_mode)) return WriteDirectly(path, bytes);
-  if (access(path.c_str(), W_OK) != 0) Fail(path, errno);
-  // A link keeps leading to the file that is replaced.
-  WriteAndRename(std::filesystem::canonical(path), existing.st_mode & 07777, bytes);
+  if (stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode) &&
+      !S_ISDIR(existing.st_mode))
+    return WriteDirectly(path, bytes);
+  OutputStream file(path);
+  file.Write(bytes);
+  file.Commit();
 }

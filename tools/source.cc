@@ -100,9 +100,13 @@ zocam::Device OpenCamera(const std::string& name) {
 zocam::Recording OpenRecording(const std::string& path, std::chrono::milliseconds from) {
   zocam::Recording film = zocam::Recording::OpenPassive(path);
   film.StartQueue();
-  if (from.count() > 0 && !film.Seek(from))
+  if (from.count() == 0 || film.Seek(from)) return film;
+  // A seek does not reach the frames of the last time: read up to them.
+  constexpr std::chrono::milliseconds kStep(1);
+  if (from != film.Length() || !film.Seek(from - kStep))
     throw ToolError(path + " ends at " + OffsetText(film.Length()) + ", before " +
                     OffsetText(from));
+  film.NextFrame();
   return film;
 }
 

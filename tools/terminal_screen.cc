@@ -1,7 +1,6 @@
 #include "tools/terminal_screen.h"
 
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -10,16 +9,17 @@
 #include <initializer_list>
 
 #include "tools/advice.h"
+#include "tools/end_signal.h"
+#include "tools/terminal_window.h"
 
 namespace {
 
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?25l\x1b[2J";  // other screen, no cursor
 constexpr std::string_view kLeave = "\x1b[0m\x1b[?25h\x1b[?1049l";
-constexpr std::initializer_list<int> kEndSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr auto kRestOfKey = std::chrono::milliseconds(20);
 constexpr std::initializer_list<int> kCrashSignals = {SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 // Reached from signal handlers.
-volatile std::sig_atomic_t endSignal = 0;
 volatile std::sig_atomic_t screenTaken = 0;
 volatile std::sig_atomic_t keysTaken = 0;
 termios savedKeys;
@@ -33,19 +33,17 @@ void GiveBack() {
   keysTaken = 0;
 }
 
-void OnEndSignal(int signal) { endSignal = signal; }
-
 // The handler is gone by now: raised again, the signal ends the program as it would have.
 void OnCrashSignal(int signal) {
   GiveBack();
   raise(signal);
 }
 
-void Handle(std::initializer_list<int> signals, void (*handler)(int), int flags) {
-  for (int signal : signals) {
+void GiveBackOnCrash() {
+  for (int signal : kCrashSignals) {
     struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = flags;
+    action.sa_handler = OnCrashSignal;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
   }
@@ -62,12 +60,31 @@ void TakeKeys() {
   tcsetattr(STDIN_FILENO, TCSANOW, &keys);
 }
 
+// The bytes of the first key, or 0 when its end has not come yet: ESC [ parameters and a letter or
+// ~, or ESC O and a letter.
+size_t KeyLength(std::string_view typed) {
+  if (typed[0] != '\x1b') return 1;
+  if (typed.size() < 2) return 0;
+  if (typed[1] == 'O') return typed.size() < 3 ? 0 : 3;
+  if (typed[1] != '[') return 1;
+  for (size_t i = 2; i < typed.size(); ++i)
+    if (typed[i] >= '@' && typed[i] <= '~') return i + 1;
+  return 0;
+}
+
+std::string WithOneName(std::string key) {
+  if (key.starts_with("\x1bO")) key[1] = '[';
+  if (key == "\x1b[1~" || key == "\x1b[7~") return std::string(kKeyHome);
+  if (key == "\x1b[4~" || key == "\x1b[8~") return std::string(kKeyEnd);
+  return key;
+}
+
 }  // namespace
 
 TerminalScreen::TerminalScreen() : isTerminal_(isatty(STDOUT_FILENO) != 0) {
-  Handle(kEndSignals, OnEndSignal, 0);
+  NoticeEndSignals();
   if (!isTerminal_) return;
-  Handle(kCrashSignals, OnCrashSignal, static_cast<int>(SA_RESETHAND | SA_NODEFER));
+  GiveBackOnCrash();
   TakeKeys();
   screenTaken = 1;
   try {
@@ -80,28 +97,36 @@ TerminalScreen::TerminalScreen() : isTerminal_(isatty(STDOUT_FILENO) != 0) {
 
 TerminalScreen::~TerminalScreen() { GiveBack(); }
 
-CellSize TerminalScreen::Size() const {
-  winsize window{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) != 0 || window.ws_col == 0 || window.ws_row == 0)
-    return {80, 24};
-  return {window.ws_col, window.ws_row};
+CellSize TerminalScreen::Size() const { return WindowSize(STDOUT_FILENO); }
+
+bool TerminalScreen::HasKeys() const { return keysTaken != 0; }
+
+// False when no bytes came.
+bool TerminalScreen::ReadKeys(std::chrono::milliseconds timeout) {
+  pollfd input{HasKeys() ? STDIN_FILENO : -1, POLLIN, 0};
+  if (poll(&input, 1, static_cast<int>(timeout.count())) <= 0) return false;
+  char bytes[64];
+  const ssize_t length = read(STDIN_FILENO, bytes, sizeof bytes);
+  if (length > 0) typed_.append(bytes, static_cast<size_t>(length));
+  if (length == 0) EndSignalWithin(timeout);  // a terminal that is gone is always ready
+  return length > 0;
 }
 
-bool TerminalScreen::KeyPressed(std::string_view keys) const {
-  if (keysTaken == 0) return false;
-  pollfd input{STDIN_FILENO, POLLIN, 0};
-  char key = 0;
-  while (poll(&input, 1, 0) > 0 && read(STDIN_FILENO, &key, 1) == 1)
-    if (keys.find(key) != std::string_view::npos) return true;
-  return false;
+std::string TerminalScreen::NextKey(std::chrono::milliseconds timeout) {
+  if (typed_.empty() && !ReadKeys(timeout)) return "";
+  size_t length = KeyLength(typed_);
+  // The rest of a longer key is on its way, unless it was the escape key itself.
+  if (length == 0 && ReadKeys(kRestOfKey)) length = KeyLength(typed_);
+  if (length == 0) length = typed_.size();
+  const std::string key = typed_.substr(0, length);
+  typed_.erase(0, length);
+  return WithOneName(key);
 }
-
-int TerminalScreen::EndSignal() { return endSignal; }
 
 void TerminalScreen::Write(std::string_view text) const {
   while (!text.empty()) {
     const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-    if (written < 0 && errno == EINTR && endSignal == 0) continue;
+    if (written < 0 && errno == EINTR && EndSignal() == 0) continue;
     if (written < 0 && errno == EINTR) return;  // the program is about to end
     if (written < 0) throw ToolError("cannot write to standard output: " + ErrnoText(errno));
     text.remove_prefix(static_cast<size_t>(written));

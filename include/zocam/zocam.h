@@ -6,9 +6,10 @@
  * big-endian sensor words and a few footer lines of telemetry) becomes a temperature image (16-bit
  * values in 1/resolution kelvin) and then a picture in the caller's buffer.
  *
- * @par A camera in a few lines
+ * @par Camera, recording and decoding in thirty lines
  * @code{.c}
  * #include <stdio.h>
+ * #include <unistd.h>
  * #include <zocam/zocam.h>
  *
  * static int OnFrame(_ZoDev* dev, uint8_t* raw, uint64_t length, void* user) {
@@ -16,8 +17,27 @@
  *   (void)length, (void)user;
  *   if (ZoLib_Decode(dev, raw, image, sizeof image, 0, ZO_FMT_TEMP16) == ZO_STATUS_OK)
  *     printf("%.2f C\n", (double)image[0] / ZoLib_GetLastTempResolution(dev) - 273.15);
- *   ZoLib_FinishDecode(dev);
- *   return 0;
+ *   return (int)ZoLib_FinishDecode(dev);
+ * }
+ * static int OnEnd(_ZoDev* dev, void* user) { return (void)dev, (void)user, 0; }
+ *
+ * int main(void) {
+ *   _ZoDev* camera;
+ *   uint32_t hostError;
+ *   if (ZoLib_GetDeviceByDeviceFile("/dev/video0", &camera, &hostError) != ZO_STATUS_OK) return 1;
+ *   ZoLib_FileWriteSetup(camera, "live.y4m");
+ *   ZoLib_FileWriteStart(camera);                 // from now on every frame goes to the file
+ *   ZoLib_CaptureSetup(camera, 0, OnFrame, NULL);
+ *   ZoLib_CaptureStart(camera);                   // frames arrive on a thread of the handle
+ *   sleep(2);
+ *   ZoLib_Release(camera);                        // ends the stream and the file
+ *
+ *   _ZoDev* film;                                 // a handle like a camera's
+ *   if (ZoLib_FileReadSetup(&film, "live.y4m", OnFrame, OnEnd, NULL) != ZO_STATUS_OK) return 1;
+ *   ZoLib_SetFileReadSpeed(film, 4.0);
+ *   ZoLib_CaptureStart(film);
+ *   while (!ZoLib_GetFileReadEOF(film) && !ZoLib_GetFileError(film)) usleep(10000);
+ *   ZoLib_Release(film);
  * }
  * @endcode
  *
@@ -26,21 +46,23 @@
  * - **any**: any thread at any time; no handle, or nothing of it that another call could disturb.
  * - **handle**: any thread while the handle lives, also inside its callbacks; takes no lock. A
  *   setting takes effect at whichever step next reads it.
- * - **locked**: as *handle*, serialised against decoding or commands by a lock of the handle; may
+ * - **locked**: as *handle*, serialised against decoding, commands or playback by a lock of the handle; may
  *   wait for the operation in progress.
  * - **control**: one thread at a time per handle. Calls that end the stream (stop, reconnect)
  *   answer 22 inside the handle's own callback and leave the stream alone, because they wait for
- * the thread that runs it.
+ *   the thread that runs it.
  * - **setup**: one thread at a time in the whole process, because the count of library users has
  *   no lock: enumeration and opening.
  *
  * @par Null pointers
  * A null handle or a null required pointer gives 20 from functions with a status, 0 (or an empty
- * result) from getters, and is ignored by setters, unless a function says otherwise.
+ * result) from getters, and is ignored by setters, unless a function says otherwise. Dates and serial
+ * words behind a pointer are then left as they were.
  *
  * @par Errors
- * Functions that talk to a camera clear the handle's error block first; after a failure it tells
- * more: ZoLib_GetHostError (13), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
+ * Operations on a camera or a file (commands, capture, writing, seeking, correction files) clear the
+ * handle's error block first; after a failure it tells more of that operation: ZoLib_GetHostError
+ * (13), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
  */
 #ifndef ZOCAM_ZOCAM_H
 #define ZOCAM_ZOCAM_H
@@ -69,7 +91,7 @@ typedef uint32_t ZoStatus;
 /** The values of ::ZoStatus. */
 enum {
   ZO_STATUS_OK = 0,
-  /** The camera gave an answer that the protocol does not know. */
+  /** The camera gave an answer that the protocol does not know, or none at all. */
   ZO_STATUS_INTERNAL_ERROR = 1,
   /** An allocation failed, or a driver granted too few buffers, or no thread could be made. */
   ZO_STATUS_NO_MEMORY = 2,
@@ -81,6 +103,7 @@ enum {
   ZO_STATUS_DEVICE_UNSUPPORTED = 5,
   /** The caller's buffer is too small. */
   ZO_STATUS_NOT_ENOUGH_SIZE = 6,
+  /** What is asked for does not exist yet. */
   ZO_STATUS_NOT_YET = 7,
   /** The camera's firmware reported an error; see ZoLib_GetFirmwareError. */
   ZO_STATUS_FIRMWARE_ERROR = 10,
@@ -88,14 +111,20 @@ enum {
   ZO_STATUS_SENSOR_ERROR = 11,
   /** A call into the operating system failed; see ZoLib_GetHostError. */
   ZO_STATUS_V4L2_ERROR = 13,
+  /** A handle or a required pointer is null. */
   ZO_STATUS_NULL_POINTER = 20,
+  /** An argument is out of its range. */
   ZO_STATUS_INVALID_VALUE = 21,
   /** The handle's present state does not allow the operation. */
   ZO_STATUS_INVALID_STATE = 22,
+  /** A file cannot be opened, read, written or closed. */
   ZO_STATUS_FILE_IO_ERROR = 23,
+  /** A file is not of the kind that it should be, or damaged. */
   ZO_STATUS_INVALID_FILE_FORMAT = 24,
+  /** A seek went to or beyond the last frame. */
   ZO_STATUS_END_OF_FILE = 25,
-  /** The camera model does not have this function. Has no message of its own. */
+  /** The camera model does not have this function, or correction data are another model's. Has no
+   * message of its own. */
   ZO_STATUS_MODEL_UNSUPPORTED = 26
 };
 
@@ -135,17 +164,18 @@ typedef struct DateTime16 {
 
 /**
  * Receives each raw frame, on the handle's own thread, one at a time.
- * @param dev the handle. @param frame the raw frame in the driver's own buffer; valid until the
- * callback returns. @param length bytes at frame, at least one whole raw frame. @param user the
- * pointer given at set-up. The result is ignored. A slow callback holds the stream back and loses
- * frames.
+ * @param dev the handle. @param frame the raw frame, in the driver's or the library's buffer; valid
+ * until the callback returns. @param length bytes at frame, at least one whole raw frame. @param
+ * user the pointer given at set-up. The result is ignored. A slow callback makes a camera lose
+ * frames; a recording waits for it.
  */
 typedef int (*ZoFrameCallback)(_ZoDev* dev, uint8_t* frame, uint64_t length, void* user);
 
 /**
- * Tells that playback has reached the end of a recording, once for each time it does. Runs with the
- * recording's lock held: inside it, seeking and stopping answer 22, and pausing, resuming and
- * setting the speed do nothing; to play in a loop, seek from another thread. The result is ignored.
+ * Tells that playback has reached the end of a recording, once for each time it does: on the
+ * playback thread, or on the thread whose seek or step got there. Runs with the recording's lock
+ * held: inside it, seeking and stopping answer 22, and pausing, resuming, setting the speed and
+ * adding frames do nothing; to play in a loop, seek from another thread. The result is ignored.
  */
 typedef int (*ZoEofCallback)(_ZoDev* dev, void* user);
 
@@ -162,13 +192,14 @@ ZO_API uint32_t ZoLib_GetSupportedFWVersion(void);
 /** Text of a status, or "unknown". Static, never freed. Thread: any. */
 ZO_API const char* ZoLib_GetErrorMessage(ZoStatus status);
 
-/** The errno of the last operating-system call that failed for this handle. Thread: handle. */
+/** The errno behind the failure of the last operation (see Errors), or of a frame that could not be
+ * recorded since; 0 when there was none. Thread: handle. */
 ZO_API uint32_t ZoLib_GetHostError(_ZoDev* dev);
 
-/** The sensor error code (-128 to 127) that the camera last reported. Thread: handle. */
+/** The sensor error code (-128 to 127) that the last command ended with, else 0. Thread: handle. */
 ZO_API int32_t ZoLib_GetSensorError(_ZoDev* dev);
 
-/** The firmware error code that the camera last reported. Thread: handle. */
+/** The firmware error code that the last command ended with, else 0. Thread: handle. */
 ZO_API uint8_t ZoLib_GetFirmwareError(_ZoDev* dev);
 
 /* ------------------------------------------------------------------------------------------------
@@ -181,8 +212,11 @@ ZO_API uint8_t ZoLib_GetFirmwareError(_ZoDev* dev);
  * @param devices receives a null-terminated array of new handles, or null; free the array with
  * ZoLib_ReleaseArray and each handle with ZoLib_Release. @param count receives their number.
  * @param hostError receives the errno of a failed open when nothing could be opened.
- * @return 0; 3 no camera (array null, count 0); 13 nothing opened and the last camera node failed,
- * errno in hostError; 2 no memory, nothing handed out; 20. Thread: setup.
+ * Nodes that the program holds already are opened once more. Opening product 0x6110 sets the
+ * camera's clock to the host's local time.
+ * @return 0; 3 no camera, or none whose firmware is new enough (array null, count 0); 13 nothing
+ * opened and the last camera node failed, errno in hostError, nothing else written; 2 no memory,
+ * nothing handed out; 20. Thread: setup.
  */
 ZO_API ZoStatus ZoLib_GetDevices(_ZoDev*** devices, uint32_t* count, uint32_t* hostError);
 
@@ -190,8 +224,8 @@ ZO_API ZoStatus ZoLib_GetDevices(_ZoDev*** devices, uint32_t* count, uint32_t* h
  * As ZoLib_GetDevices, but leaves alone the nodes of handles that the caller already holds and
  * tells which of those are gone.
  * @param removed receives the known handles whose nodes the scan did not reach, in byte-wise path
- * order, or null when there are none; free the array (not the handles) with ZoLib_ReleaseArray. May
- * be null. @param removedCount their number; may be null. @param known handles the caller holds;
+ * order, or null when there are none; handles without a node of their own (recordings) are among
+ * them; free the array (not the handles) with ZoLib_ReleaseArray. May be null. @param removedCount their number; may be null. @param known handles the caller holds;
  * may be null. @param knownCount their number.
  * @return as ZoLib_GetDevices; removed handles are reported with 0 and 3. Thread: setup.
  */
@@ -201,8 +235,9 @@ ZO_API ZoStatus ZoLib_GetDevicesDiff(_ZoDev*** devices, uint32_t* count, _ZoDev*
 
 /**
  * Opens the camera behind one device node.
- * @param path "/dev/videoN". @param dev receives the handle. @param hostError receives the errno
- * of a failed open, 0 when a later step failed.
+ * @param path "/dev/videoN". @param dev receives the handle; untouched by a failure. @param
+ * hostError receives, with 13, the errno of a failed open, 0 when a later step failed. Otherwise as
+ * ZoLib_GetDevices.
  * @return 0; 3 no such node or no camera of the family; 5 its firmware is too old; 13 it could not
  * be opened or did not answer; 21 a path of 256 characters or more; 2; 20. Thread: setup.
  */
@@ -225,10 +260,10 @@ ZO_API void ZoLib_ReleaseArray(void* array);
 /**
  * Stops the stream, asks the camera to reconnect, closes its node and waits up to 5 s for the node
  * to come back. Afterwards the handle is bound to nothing whatever the result; find the camera
- * again by enumeration. Commands in progress end; no other thread may use the handle meanwhile.
+ * again by enumeration. Commands in progress end; no other thread may begin a call meanwhile.
  * @return 0 the node is back; 3 it is not; 13 the camera could not be asked: the handle is then
- * unconnected and its node still open, unless the camera has vanished; 22 inside the handle's own
- * callback; 20. Thread: control.
+ * unconnected and its node still open, unless the camera has vanished; 22 a recording, or inside the
+ * handle's own callback: nothing changes; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_Reconnect(_ZoDev* dev);
 
@@ -242,16 +277,17 @@ ZO_API uint32_t ZoLib_GetDisconnected(_ZoDev* dev);
  * Identity and geometry (fixed once a handle is open)
  * --------------------------------------------------------------------------------------------- */
 
-/** USB vendor ID, 0x7A11. Thread: handle. */
+/** USB vendor ID: 0x7A11 of a camera, what a recording says, 0 of a handle bound to nothing. Thread:
+ * handle. */
 ZO_API uint16_t ZoLib_GetVendorID(_ZoDev* dev);
 
-/** USB product ID, 0x6100 to 0x61FF. Thread: handle. */
+/** USB product ID: 0x6100 to 0x61FF of a camera. Thread: handle. */
 ZO_API uint16_t ZoLib_GetProductID(_ZoDev* dev);
 
 /** Hardware release number. Thread: handle. */
 ZO_API uint16_t ZoLib_GetReleaseNumber(_ZoDev* dev);
 
-/** Firmware version, 0x100 or more. Thread: handle. */
+/** Firmware version: 0x100 or more of a camera. Thread: handle. */
 ZO_API uint16_t ZoLib_GetFirmwareVersion(_ZoDev* dev);
 
 /** Serial number as one number. Thread: handle. */
@@ -277,28 +313,32 @@ ZO_API uint16_t ZoLib_GetTelemetryDataLines(_ZoDev* dev);
 ZO_API uint8_t ZoLib_GetSupportedTelemetryDataRevision(_ZoDev* dev);
 
 /* ------------------------------------------------------------------------------------------------
- * Camera commands. Each takes the handle's command lock for its whole length.
+ * Camera commands. One at a time per handle: each waits for the one in progress. A recording
+ * answers 13 with EBADF.
  * --------------------------------------------------------------------------------------------- */
 
 /**
  * Runs a camera command without data and waits until the camera has done it.
  * @param high, low OR-ed into the command word.
  * @return 0; 4; 10 or 11 camera error; 13; 1 unexpected answer; 20. There is no time-out: a camera
- * that stays busy is waited for until ZoLib_Invalidate or until it vanishes while streaming.
+ * that stays busy is waited for until ZoLib_Invalidate or until it vanishes while streaming; then
+ * 10, or 1 when it had not answered at all.
  * Thread: locked.
  */
 ZO_API ZoStatus ZoLib_CommandRun(_ZoDev* dev, uint16_t high, uint16_t low);
 
 /**
  * Reads data by a camera command. @param words receives count words, only on success; for command
- * 0xFF01 its first word, which must exist, is also the argument. @param count 0 to 16.
+ * 0xFF01 its first word, which must exist, is also the argument. Command 0xFF01 makes the handle
+ * poll each ms instead of every 20 ms from then on. @param count 0 to 16.
  * @return as ZoLib_CommandRun; 21 count above 16. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_CommandGet(_ZoDev* dev, uint16_t high, uint16_t low, uint16_t* words,
                                  uint32_t count);
 
 /**
- * Writes data by a camera command. @param words count words. @param count 0 to 16.
+ * Writes data by a camera command. Commands 0xFF02 to 0xFF04 make the handle poll each ms from then
+ * on. @param words count words. @param count 0 to 16.
  * @return as ZoLib_CommandGet. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_CommandSet(_ZoDev* dev, uint16_t high, uint16_t low, const uint16_t* words,
@@ -316,8 +356,9 @@ ZO_API ZoStatus ZoLib_SetConfig(_ZoDev* dev, uint16_t config);
  * Thread: locked. */
 ZO_API ZoStatus ZoLib_GetActive(_ZoDev* dev, uint32_t* active);
 
-/** Switches products 0x6101 and 0x6103 to their high gain. @return as ZoLib_CommandSet; 26 for
- * other products, nothing sent. Thread: locked. */
+/** Switches products 0x6101 and 0x6103 to their high gain, by two commands: after a failure the
+ * first one may be done. @return as ZoLib_CommandSet; 26 for other products, nothing sent. Thread:
+ * locked. */
 ZO_API ZoStatus ZoLib_EnableHighGainMode(_ZoDev* dev);
 
 /* ------------------------------------------------------------------------------------------------
@@ -329,31 +370,36 @@ ZO_API ZoStatus ZoLib_EnableHighGainMode(_ZoDev* dev);
  * @param highFrameRate 1: 25.9 frames per second on products 0x6100 and 0x6101; otherwise 8.63.
  * @param callback receives the frames; null: frames are dropped (a recording still gets them).
  * @param user handed to the callback. Replace a callback only while the stream is stopped: a
- * running one may see the old callback with the new pointer. @return 0; 4; 20. Thread: control.
+ * running one may see the old callback with the new pointer. A recording, which got its callback when
+ * it was opened, only changes its frame rate. @return 0; 4; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_CaptureSetup(_ZoDev* dev, uint32_t highFrameRate, ZoFrameCallback callback,
                                    void* user);
 
 /**
- * Starts the stream and its thread. A failed start undoes every step it made.
+ * Starts the stream, or playback, and its thread. A failed start undoes every step it made.
  * @return 0, also when it already runs; 4; 13 a driver request failed (errno in
- * ZoLib_GetHostError); 2 too few buffers or no thread; 20. Thread: control.
+ * ZoLib_GetHostError); 2 too few buffers or no thread; 22 a recording that was stopped before, or
+ * inside the handle's own callback while another thread stops it; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_CaptureStart(_ZoDev* dev);
 
 /**
- * Ends the stream; when it returns 0 no callback runs any more.
- * @return 0, also when nothing runs; 4; 20; 22 inside the handle's own callback. Thread: control.
+ * Ends the stream; when it returns 0 no callback runs any more. A recording is closed by it for
+ * good. After ZoLib_Invalidate, and once the camera has vanished, it does nothing (4): then
+ * ZoLib_CaptureRelease ends the stream.
+ * @return 0, also when nothing runs; 4; 22 inside the handle's own callback; 23 a recording could
+ * not be closed; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_CaptureStop(_ZoDev* dev);
 
-/** Ends the stream, also of a camera that vanished, and forgets the callback. Does nothing inside
- * the handle's own callback. Thread: control. */
+/** Ends the stream, also of a camera that vanished, and forgets what ZoLib_CaptureSetup registered.
+ * Does nothing inside the handle's own callback. Thread: control. */
 ZO_API void ZoLib_CaptureRelease(_ZoDev* dev);
 
 /** Frame rate = numerator / denominator frames per second; 0 / 0 before ZoLib_CaptureSetup (the
- * stream then runs at the driver's rate), 0 / 1 for a null handle. Thread: handle.
- */
+ * stream then runs at the driver's rate), what the file says of a recording, 0 / 1 for a null
+ * handle. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFrameRateNumerator(_ZoDev* dev);
 
 /** See ZoLib_GetFrameRateNumerator. Thread: handle. */
@@ -372,12 +418,12 @@ ZO_API ZoStatus ZoLib_DecodeCheck(_ZoDev* dev, const uint8_t* raw);
 
 /**
  * Turns a raw frame into an image. The first call for a frame decodes, further calls with other
- * formats reuse its temperature image until ZoLib_FinishDecode.
+ * formats reuse its temperature image until ZoLib_FinishDecode, whatever raw frame they name.
  * @param raw one whole raw frame. @param out receives frameHeight lines of frameWidth pixels.
  * @param outSize bytes at out. @param stride bytes from one output line to the next, 0 = packed;
  * formats 0 and 1 ignore it. @param format ::ZO_FMT_RAW16 and following.
- * @return 0; 4; 22 the frame does not fit or cannot be decoded (no flat-field correction yet);
- * 6 out is too small; 21 no such format, or stride below a line; 2; 20. Nothing is written on
+ * @return 0; 4; 22 the frame does not fit, or (not format 0) cannot be decoded: no flat-field
+ * correction yet; 6 out is too small; 21 no such format, or stride below a line; 2; 20. Nothing is written on
  * failure. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_Decode(_ZoDev* dev, const uint8_t* raw, void* out, uint32_t outSize,
@@ -389,7 +435,8 @@ ZO_API ZoStatus ZoLib_FinishDecode(_ZoDev* dev);
 /** The telemetry of a raw frame: the first byte behind its image. Not checked. Thread: any. */
 ZO_API const uint8_t* ZoLib_GetTelemetryData(_ZoDev* dev, const uint8_t* raw);
 
-/** Units per kelvin of the last checked frame's temperature image: 100 or 10. Thread: handle. */
+/** Units per kelvin of the last checked frame's temperature image: 100 or 10; 0 before the first
+ * one, on models whose frames tell it. Thread: handle. */
 ZO_API int32_t ZoLib_GetLastTempResolution(_ZoDev* dev);
 
 /** Sets the temperature range of the manual gain, in hundredths of a kelvin; default 28914 to
@@ -400,7 +447,9 @@ ZO_API ZoStatus ZoLib_SetDecodeRange(_ZoDev* dev, uint32_t low, uint32_t high);
 /** Reads the range of the manual gain. Thread: handle. */
 ZO_API void ZoLib_GetDecodeRange(_ZoDev* dev, uint32_t* low, uint32_t* high);
 
-/** Circumference correction, on models that have it (else always 0). Thread: handle. */
+/** Circumference correction: lifts the border of the picture, which gets less of the lens's light.
+ * Default 1 on the models that have it (those of telemetry revision 9), always 0 on others. Thread:
+ * handle. */
 ZO_API uint32_t ZoLib_GetCircumferenceCorrection(_ZoDev* dev);
 
 /** Switches circumference correction; ignored by models without it. Thread: handle. */
@@ -412,13 +461,15 @@ ZO_API uint32_t ZoLib_GetNoiseFilter(_ZoDev* dev);
 /** See ZoLib_GetNoiseFilter. Thread: handle. */
 ZO_API void ZoLib_SetNoiseFilter(_ZoDev* dev, uint32_t on);
 
-/** Noise filter threshold in image units, 1 to 100; default 50. Thread: handle. */
+/** Noise filter threshold, 1 to 100; default 50. Neighbours that differ by less are averaged: in
+ * image units; on models that send temperatures three times that at resolution 100, a third at 10.
+ * Thread: handle. */
 ZO_API uint16_t ZoLib_GetNoiseFilterThreshold(_ZoDev* dev);
 
 /** Sets the threshold; 0 becomes 1, above 100 becomes 100. Thread: handle. */
 ZO_API void ZoLib_SetNoiseFilterThreshold(_ZoDev* dev, uint16_t threshold);
 
-/** Lens undistortion switch; default by model. Thread: handle. */
+/** Lens undistortion switch; default 1 on product 0x6103, else 0. Thread: handle. */
 ZO_API uint32_t ZoLib_GetUndistortion(_ZoDev* dev);
 
 /** See ZoLib_GetUndistortion. Thread: handle. */
@@ -428,7 +479,7 @@ ZO_API void ZoLib_SetUndistortion(_ZoDev* dev, uint32_t on);
  * handle. */
 ZO_API void ZoLib_GetWindowCorrection(_ZoDev* dev, uint32_t* value);
 
-/** Sets the window correction. 1 corrects; any nonzero value also switches circumference
+/** Sets the window correction. 1 corrects, except on product 0x6120; any nonzero value also switches circumference
  * correction off and lets the non-linear gain damp dominant temperatures. Thread: handle. */
 ZO_API void ZoLib_SetWindowCorrection(_ZoDev* dev, uint32_t value);
 
@@ -444,7 +495,8 @@ ZO_API uint16_t ZoLib_GetRefTempRegion(_ZoDev* dev);
 
 /**
  * Shows every decoded frame as its difference to a reference image, plus 27315 (0 degrees Celsius
- * in 1/100 K, whatever the resolution); needs a table, too. 0 switches off and discards the table.
+ * in 1/100 K, whatever the resolution); needs a table, too. Differences beyond 16 bits are cut; raw counts are never subtracted from. 0
+ * switches off and discards the table.
  * Thread: locked.
  */
 ZO_API void ZoLib_SetSubtractionTemp(_ZoDev* dev, uint32_t on);
@@ -529,8 +581,9 @@ ZO_API ZoStatus ZoLib_SetAGCRange(_ZoDev* dev, int32_t low, int32_t high);
 ZO_API void ZoLib_GetAGCRange(_ZoDev* dev, int32_t* low, int32_t* high);
 
 /** Chooses the pixels that the automatic gains look at. @param mask frameWidth x frameHeight
- * values, row by row; nonzero counts. Copied. @return 0; 21 no pixel counts or the handle has no
- * geometry, the old mask stays; 2 the handle's mask could not be made when it was opened; 20.
+ * values, row by row; nonzero counts. Copied. The columns of the reference body never
+ * count. The table that ZoLib_FileTimeBasedAGCSetup makes counts all pixels between the extremes of
+ * these. @return 0; 21 no pixel counts or the handle has no geometry, the old mask stays; 2 the handle's mask could not be made when it was opened; 20.
  * Thread: locked. */
 ZO_API ZoStatus ZoLib_SetAGCROIMask(_ZoDev* dev, const uint32_t* mask);
 
@@ -565,7 +618,7 @@ ZO_API int32_t ZoLib_GetAutoGainType(int32_t format);
 
 /**
  * Expands an 8-bit grey image; every byte of a pixel, the fourth too, gets the grey value.
- * @param src width x height bytes. @param dst receives the image. @param dstSize bytes at dst.
+ * @param src width x height bytes. @param dst receives the image; must not overlap src. @param dstSize bytes at dst.
  * @param stride bytes from one output line to the next, 0 = packed. @param bytesPerPixel 3 or 4.
  * @return 0; 6 dst too small (stride x height; checked first); 21 bytesPerPixel or stride below a
  * line; 20. Thread: any.
@@ -577,7 +630,7 @@ ZO_API ZoStatus ZoLib_Gray8ToRGB(const uint8_t* src, uint32_t width, uint32_t he
  * Enlarges a colour image to three times its width and height: each pixel becomes a block of nine
  * that blends it with its neighbours, in integers. @param src height packed lines of width pixels.
  * @param dst receives 3 x height packed lines of 3 x (width - leftMargin) pixels; a fourth byte per
- * pixel is left as it was. @param dstSize bytes at dst. @param bytesPerPixel 3 or 4. @param
+ * pixel is left as it was; must not overlap src. @param dstSize bytes at dst. @param bytesPerPixel 3 or 4. @param
  * leftMargin columns at the left that are left out, e.g. those of the reference body.
  * @return 0; 21 bytesPerPixel, a leftMargin not below width, or sizes beyond 64 bits; 6 dst too
  * small; 20; then nothing is written. Thread: any.
@@ -590,7 +643,8 @@ ZO_API ZoStatus ZoLib_Magnify3(const uint8_t* src, uint32_t width, uint32_t heig
  * --------------------------------------------------------------------------------------------- */
 
 /**
- * Creates a recording of a camera, header only. @param path created or truncated.
+ * Creates a recording of a camera, header only, with the handle's frame rate: call
+ * ZoLib_CaptureSetup before. @param path created or truncated.
  * @return 0; 4; 22 the handle has a file already; 23 it cannot be created or written; 2; 20.
  * Thread: control.
  */
@@ -598,14 +652,17 @@ ZO_API ZoStatus ZoLib_FileWriteSetup(_ZoDev* dev, const char* path);
 
 /**
  * As ZoLib_FileWriteSetup, for frames that the caller hands in with ZoLib_FileWritePassiveAdd.
- * @param rateNumerator, rateDenominator the frame rate that the file tells; both become 0 after a
- * failure. @return as ZoLib_FileWriteSetup. Thread: control.
+ * @param rateNumerator, rateDenominator the frame rate that the file tells, at most 999999999; it
+ * replaces the handle's own, and both become 0 after a failure other than 22. @return as
+ * ZoLib_FileWriteSetup; 21 a rate too large. Thread: control.
  */
 ZO_API ZoStatus ZoLib_FileWritePassiveSetup(_ZoDev* dev, const char* path, uint32_t rateNumerator,
                                             uint32_t rateDenominator);
 
 /** Starts recording every captured frame, before the frame callback sees it; frame numbers and
- * times begin anew, also in the middle of a file. @return 0; 4; 22 nothing is set up; 20. Thread:
+ * times begin anew, also in the middle of a file. A frame that cannot be written is dropped as in
+ * ZoLib_FileWritePassiveAdd: look at ZoLib_GetHostError now and then. Of a passive recording it only
+ * begins numbers and times anew. @return 0; 4; 22 nothing is set up; 20. Thread:
  * control.
  */
 ZO_API ZoStatus ZoLib_FileWriteStart(_ZoDev* dev);
@@ -617,18 +674,20 @@ ZO_API ZoStatus ZoLib_FileWriteStop(_ZoDev* dev);
 /**
  * Appends a frame to a passive recording. A frame that is none of the model's or too short is
  * dropped, and so is one that cannot be written whole: the file then ends with the record before
- * it, and ZoLib_GetHostError tells the errno. @param frame a raw frame. @param length its bytes.
- * @return 0 whatever happened to the frame; 20. Thread: control.
+ * it, and ZoLib_GetHostError tells the errno until the next operation clears it. Frame numbers and
+ * times go on from before unless ZoLib_FileWriteStart was called. @param frame a raw frame. @param
+ * length its bytes; those beyond a raw frame are left out. @return 0 whatever happened to the frame;
+ * 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t length);
 
 /* ------------------------------------------------------------------------------------------------
  * Playback. A recording opens into a handle that is used like a camera: ZoLib_CaptureStart and
- * ZoLib_CaptureStop, the same callbacks, the same decoding.
+ * ZoLib_CaptureStop, the same callbacks, the same decoding. A stop closes the file: it is final.
  * --------------------------------------------------------------------------------------------- */
 
 /**
- * Opens a recording. @param dev receives the handle. @param frameCallback receives the frames,
+ * Opens a recording. @param dev receives the handle; untouched by a failure. @param frameCallback receives the frames,
  * paced by their times, on a thread of the handle. @param eofCallback is called at the end. @param
  * user handed to both. @return 0; 21 dev or a callback is null; 23 the file cannot be opened or
  * read; 24 it is no recording, or an empty one; 2; 20. Thread: any.
@@ -650,17 +709,19 @@ ZO_API ZoStatus ZoLib_FileReadPassiveSetup(_ZoDev** dev, const char* path);
  */
 ZO_API ZoStatus ZoLib_FileReadPassiveNext(_ZoDev* dev, uint8_t* buffer, uint32_t size);
 
-/** Pauses playback; the frame in hand is dropped. Nothing for passive recordings. Thread: locked.
- */
+/** Asks playback to pause; the frame in hand is dropped, or one more callback still runs. Nothing
+ * for passive recordings. Thread: locked. */
 ZO_API void ZoLib_FileReadPause(_ZoDev* dev);
 
-/** Goes on with the next frame, at once. Thread: locked. */
+/** Goes on with the next frame, at once. Nothing unless a thread plays. Thread: locked. */
 ZO_API void ZoLib_FileReadResume(_ZoDev* dev);
 
 /**
  * Moves started playback to the last frame at or before a time, which is delivered next.
- * @param timeOffset ms since the recording's first frame. @return 0; 4; 22 not started; 25 at or
- * beyond the last frame: playback is at the end; 24 a damaged record; 23; 20. Thread: locked.
+ * @param timeOffset ms, as ZoLib_GetFileCurrentTimeOffset tells them. @return 0; 4; 22 not started,
+ * or inside the end-of-file callback; 25 at or beyond the last frame: playback is at the end, and
+ * the end-of-file callback was called; 24 a damaged record, which ZoLib_GetFileError keeps telling;
+ * 23; 20. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_FileReadSeek(_ZoDev* dev, uint64_t timeOffset);
 
@@ -681,8 +742,8 @@ ZO_API ZoStatus ZoLib_FileTimeBasedAGCSetup(_ZoDev* dev, uint32_t linear, uint32
  * @param path created or truncated; null: standard output. @param image frameWidth x frameHeight
  * values. @param imageBytes its bytes. @param telemetry the frame's footer. @param dateTime eight
  * words of a DateTime16; null: now. @param asTemperature nonzero: kelvin with two decimals.
- * @return 0; 21 null handle, image or telemetry; 6 image too small; 23 the file cannot be
- * created; 2. Thread: handle.
+ * @return 0, also when the file could not be written to its end; 21 null handle, image or telemetry;
+ * 6 image too small; 23 the file cannot be created; 2. Thread: handle.
  */
 ZO_API ZoStatus ZoLib_DumpFrame(_ZoDev* dev, const char* path, const uint16_t* image,
                                 uint32_t imageBytes, const uint8_t* telemetry,
@@ -698,34 +759,36 @@ ZO_API uint64_t ZoLib_GetFileTimeLength(_ZoDev* dev);
 /** Time offset of the first frame in ms. Thread: handle. */
 ZO_API uint64_t ZoLib_GetFileHeadTimeOffset(_ZoDev* dev);
 
-/** Time offset of the frame last delivered, in ms. Thread: handle. */
+/** Time offset of the frame last delivered, or last looked at by a seek, in ms. Thread: handle. */
 ZO_API uint64_t ZoLib_GetFileCurrentTimeOffset(_ZoDev* dev);
 
 /** Number of the last frame. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileFrames(_ZoDev* dev);
 
-/** Number of the frame last delivered. Thread: handle. */
+/** Number of that frame. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileCurrentFrameNumber(_ZoDev* dev);
 
 /** Local time at which the first frame was recorded. Thread: handle. */
 ZO_API void ZoLib_GetFileHeadDateTime(_ZoDev* dev, DateTime16* time);
 
-/** Local time at which the frame last delivered was recorded. Thread: handle. */
+/** Local time at which that frame was recorded. Thread: handle. */
 ZO_API void ZoLib_GetFileCurrentDateTime(_ZoDev* dev, DateTime16* time);
 
-/** 1 while playback is paused. Thread: handle. */
+/** 1 from the request to pause until playback is resumed or stopped. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileReadPaused(_ZoDev* dev);
 
-/** 1 once the end of the recording was reached. Thread: handle. */
+/** 1 once the end of the recording was reached, until a seek or a start. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileReadEOF(_ZoDev* dev);
 
-/** Status of the last file failure; sticky. Thread: handle. */
+/** Status of the failure of reading or seeking that ended playback; 0 when there was none. Stays until
+ * the next start. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileError(_ZoDev* dev);
 
 /** Playback speed factor; default 1.0, 0.0 = as fast as possible. Thread: handle. */
 ZO_API double ZoLib_GetFileReadSpeed(_ZoDev* dev);
 
-/** Sets the speed; a negative one is ignored. Takes effect with the next frame. Thread: locked. */
+/** Sets the speed; what is not at least 0 is ignored, and so is a call inside the end-of-file
+ * callback. The frame that is waited for is dropped; the next one comes at once. Thread: locked. */
 ZO_API void ZoLib_SetFileReadSpeed(_ZoDev* dev, double speed);
 
 #ifdef __cplusplus
@@ -737,17 +800,18 @@ ZO_API void ZoLib_SetFileReadSpeed(_ZoDev* dev, double speed);
  * --------------------------------------------------------------------------------------------- */
 
 /** Marks the handle unconnected: commands in progress end at their next poll, later operations
- * answer 4. The node stays open until ZoLib_Release. Null is ignored. Thread: handle. */
+ * answer 4. A stream goes on until ZoLib_CaptureRelease, the node stays open until ZoLib_Release.
+ * Null is ignored. Thread: handle. */
 ZO_API void ZoLib_Invalidate(_ZoDev* dev) ZO_ENCODED("_Z16ZoLib_InvalidateP6_ZoDev");
 
 /** Copies the product name as strncpy does: at most size bytes, zero-filled, unterminated when it
- * fills the buffer; 63 bytes always suffice. Empty for a null handle. A null buffer or a size below
+ * fills the buffer; 63 bytes always suffice. Empty for a recording and a null handle. A null buffer or a size below
  * 1 writes nothing. Thread: handle. */
 ZO_API void ZoLib_GetDeviceName(_ZoDev* dev, char* buffer, int32_t size)
     ZO_ENCODED("_Z19ZoLib_GetDeviceNameP6_ZoDevPci");
 
-/** Copies the wide product name with its terminator, at most size units; always empty on Linux.
- * Thread: handle. */
+/** Copies the wide product name with its terminator, at most size units; always empty on Linux. A
+ * null buffer or a size below 1 writes nothing. Thread: handle. */
 ZO_API void ZoLib_GetDeviceNameW(_ZoDev* dev, uint16_t* buffer, int32_t size)
     ZO_ENCODED("_Z20ZoLib_GetDeviceNameWP6_ZoDevPti");
 

@@ -1,0 +1,26 @@
+#include "tools/dropped_frames.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr size_t kClockAt = 2;           // 32 bits of ms, the less significant word first
+constexpr double kToleranceMs = 1000.0;  // frames wait a little on their way here
+
+uint32_t Word(std::span<const uint8_t> telemetry, size_t at) {
+  return static_cast<uint32_t>(telemetry[at] << 8 | telemetry[at + 1]);
+}
+
+}  // namespace
+
+void DroppedFrames::Count(std::span<const uint8_t> telemetry, Clock::time_point now) {
+  const uint32_t cameraMs = Word(telemetry, kClockAt) | Word(telemetry, kClockAt + 2) << 16;
+  if (!lastMs_) begin_ = now;
+  const uint32_t gapMs = lastMs_ ? cameraMs - *lastMs_ : 0;  // right also when the clock wraps
+  lastMs_ = cameraMs;
+  // A gap longer than all the time there was: the camera has restarted, and its clock with it.
+  const std::chrono::duration<double, std::milli> sinceBegin = now - begin_;
+  if (gapMs > sinceBegin.count() + kToleranceMs) return;
+  const auto periods = std::llround(gapMs / periodMs_);
+  if (periods > 1) total_ += static_cast<uint64_t>(periods - 1);
+}

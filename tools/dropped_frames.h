@@ -1,0 +1,27 @@
+// Frames that a camera sent and the host never got, by the camera's own clock.
+#ifndef ZOCAM_TOOLS_DROPPED_FRAMES_H
+#define ZOCAM_TOOLS_DROPPED_FRAMES_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+class DroppedFrames {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  explicit DroppedFrames(double framesPerSecond) : periodMs_(1000.0 / framesPerSecond) {}
+
+  // Takes the footer of every frame that came, in order, and the time now.
+  void Count(std::span<const uint8_t> telemetry, Clock::time_point now);
+  uint64_t Total() const { return total_; }
+
+ private:
+  const double periodMs_;
+  std::optional<uint32_t> lastMs_;  // the camera's time
+  Clock::time_point begin_;
+  uint64_t total_ = 0;
+};
+
+#endif

@@ -1,14 +1,12 @@
-// The zocam command: taking recordings apart, checking and mending them.
-#include <gtest/gtest.h>
+// The zocam command: turning recordings into pictures, tables, arrays and video.
+#include <tiffio.h>
 
-#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <sstream>
+#include <vector>
 
 #include "zocam/zocam.hpp"
 
@@ -17,411 +15,301 @@
 
 namespace {
 
-// A recording of frames that show 301, 302, ... kelvin, 116 ms apart, taken apart.
-class Film : public Tool {
- protected:
-  static constexpr size_t kRecordBytes = 10406;
-  static constexpr size_t kTrailer = 10246;  // in a record
+constexpr size_t kWidth = 160, kHeight = 120;
+constexpr size_t kHeaderBytes = 366, kMarkerBytes = 6;
 
+Outcome ZocamAlone(const std::string& arguments) { return Shell(ZOCAM_TOOL " " + arguments); }
+
+std::string Contents(const std::filesystem::path& file) {
+  std::stringstream text;
+  text << std::ifstream(file, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+class Export : public Tool {
+ protected:
+  // Frame k of 1 ... frames shows the scene of k at k - 1 tenths of a second.
+  std::string Record(int frames, const std::function<zosim::Scene(int)>& scene,
+                     const zosim::CameraConfig& config = {}) {
+    zosim::Host().Reset();
+    const auto camera = zosim::Host().PlugCamera(config);
+    camera->SetPace(zosim::Pace::Manual());
+    {
+      zocam::Device device = zocam::Device::OpenNode("/dev/video0");
+      device.StartQueue();
+      trailer_ = kMarkerBytes + device.RawFrameBytes();
+      recordBytes_ = trailer_ + 2 * device.Width();
+      zocam::Writer writer(device, film_);
+      for (int k = 1; k <= frames; ++k) {
+        camera->SetScene(scene(k));
+        EXPECT_TRUE(camera->DeliverFrame());
+        EXPECT_TRUE(camera->WaitUntilConsumed());
+      }
+      writer.Finish();
+    }
+    zosim::Host().Reset();
+    for (int k = 0; k < frames; ++k) Stamp(k, 100 * k, k + 1);
+    return film_;
+  }
+  std::string RecordWarming(int frames) {
+    return Record(frames, [](int k) {
+      return zosim::Scene::From([k](double, double x, double y) {
+        if (x < 50) return 300.0;
+        return x < 100 ? 303.0 + y / 100 : 303.0 + k;
+      });
+    });
+  }
+  void Stamp(int record, uint64_t time, uint32_t number) {
+    Patch(record, trailer_, &time, 8);
+    Patch(record, trailer_ + 8, &number, 4);
+  }
+  void Patch(int record, size_t offset, const void* bytes, size_t count) {
+    std::fstream file(film_, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(kHeaderBytes + record * recordBytes_ + offset));
+    file.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+  }
+  // What a snapshot of the frame at that time says.
+  Png SnapshotAt(const std::string& time, const std::string& options = "") {
+    const Outcome outcome = ZocamAlone("snapshot " + film_ + " --at " + time + " --raw16 " +
+                                       File("snapshot.png") + " " + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+    return ReadPng(File("snapshot.png"));
+  }
+  // A program named ffmpeg, and the start of a command that finds only it.
+  std::string WithStub(const std::string& script) {
+    std::filesystem::create_directory(File("bin"));
+    const std::string stub = File("bin/ffmpeg");
+    std::ofstream(stub) << "#!/bin/sh\n" << script << "\n";
+    std::filesystem::permissions(stub, std::filesystem::perms::owner_all);
+    return "PATH=" + File("bin") + ":$PATH ";
+  }
+
+  std::string film_;
+  size_t trailer_ = 0, recordBytes_ = 0;
   void SetUp() override {
     Tool::SetUp();
-    zosim::Host().Reset();
-    const auto camera = zosim::Host().PlugCamera({.productId = 0x6101});
-    camera->SetPace(zosim::Pace::Manual());
-    zocam::Device device = zocam::Device::OpenNode("/dev/video0");
-    device.StartQueue();
-    zocam::Writer writer(device, File("film.y4m"));
-    for (int k = 1; k <= 8; ++k) {
-      camera->SetScene(zosim::Scene::Uniform(300.0 + k));
-      ASSERT_TRUE(camera->DeliverFrame());
-      ASSERT_TRUE(camera->WaitUntilConsumed());
-    }
-    writer.Finish();
-    device.Stop();
-    zosim::Host().Reset();
-    const std::string bytes = Load(File("film.y4m"));
-    header = bytes.substr(0, bytes.find('\n') + 1);
-    for (size_t k = 0; k < 8; ++k) {
-      records.push_back(bytes.substr(header.size() + k * kRecordBytes, kRecordBytes));
-      Stamp(k, static_cast<uint32_t>(k + 1), 116 * k);
-    }
-    ASSERT_EQ(records.back().size(), kRecordBytes);
-    Store("film.y4m", Whole());
+    film_ = File("film.y4m");
   }
-
-  void Stamp(size_t k, uint32_t number, uint64_t time) {
-    const DateTime16 date{2026, 11, 0, 22, 23, 52, 15, static_cast<uint16_t>(690 + k)};
-    std::memcpy(&records[k][kTrailer], &time, 8);
-    std::memcpy(&records[k][kTrailer + 8], &number, 4);
-    std::memcpy(&records[k][kTrailer + 12], &date, 16);
-  }
-  std::string Whole() const {
-    std::string bytes = header;
-    for (const std::string& record : records) bytes += record;
-    return bytes;
-  }
-  size_t Place(size_t k) const { return header.size() + k * kRecordBytes; }
-
-  static std::string Load(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  void Store(const char* name, const std::string& bytes) const {
-    std::ofstream(File(name), std::ios::binary) << bytes;
-  }
-  static Outcome Run(const std::string& arguments) { return Shell(ZOCAM_TOOL " " + arguments); }
-
-  std::string header;
-  std::vector<std::string> records;
 };
 
-TEST_F(Film, CheckFindsDamageInItsPlaceAndSavesTheRest) {
-  const auto original = records;
-  struct Case {
-    const char* name;
-    std::function<std::string()> damaged;  // may change the records
-    std::string expected;
-    std::vector<size_t> lost;
-    bool isDamage = true, mendable = true;
+TEST_F(Export, ValuesAreThoseOfSnapshotsInEveryKindOfFile) {
+  const std::string film = RecordWarming(4);
+  ASSERT_EQ(ZocamAlone("export " + film + " --upside-down -o " + File("all.npy")).out,
+            File("all.npy") + ": 4 frames\n");
+  const Png third = SnapshotAt("0.2", "--upside-down");
+  const std::string npy = Contents(File("all.npy"));
+  ASSERT_EQ(npy.size(), 128 + 4 * kWidth * kHeight * 2);
+  EXPECT_TRUE(Has(npy.substr(0, 128), "'shape': (4, 120, 160)"));
+  const auto value = [&](size_t frame, size_t x, size_t y) {
+    uint16_t sample = 0;
+    std::memcpy(&sample, &npy[128 + 2 * ((frame * kHeight + y) * kWidth + x)], 2);
+    return sample;
   };
-  // With a marker that is none, too.
-  const std::string garbage = "xxxFRAME\n" + std::string(768, 'F');
-  const auto with = [&](size_t place, const std::string& bytes) {
-    std::string file = Whole();
-    return file.replace(place, bytes.size(), bytes);
-  };
-  const auto at = [&](size_t k, size_t lastGood) {
-    return "record " + std::to_string(k + 1) + ", byte " + std::to_string(Place(k)) +
-           ", after 0:00." + (lastGood == 0 ? "000" : std::to_string(116 * lastGood)) + ": ";
-  };
-  const Case cases[] = {
-      {"intact", [&] { return Whole(); }, "8 intact records, 0:00.812\nno damage found", {}, false},
-      {"torn",
-       [&] { return Whole() + records[0].substr(0, 1000); },
-       at(8, 7) + "only the first 1000 bytes of a record",
-       {}},
-      {"torn marker", [&] { return Whole() + "FRA"; }, "only the first 3 bytes", {}},
-      {"marker",
-       [&] { return with(Place(3), "frame"); },
-       at(3, 2) + "10406 bytes that hold no whole record",
-       {3}},
-      {"marker, and one in its frame",
-       [&] { return with(Place(3), "xxxxxxxxxFRAME\nFRAME\n"); },
-       at(3, 2) + "10406 bytes that hold no whole record",
-       {3}},
-      {"first marker",
-       [&] { return with(Place(0), "x"); },
-       at(0, 0) + "10406 bytes that hold no whole record",
-       {0}},
-      {"last marker",
-       [&] { return with(Place(7), "x"); },
-       at(7, 6) + "10406 bytes that hold no whole record",
-       {7}},
-      {"put into a frame",
-       [&] { return Whole().insert(Place(3) + 99, garbage); },
-       at(3, 2) + "11183 bytes that hold no whole record",
-       {3}},
-      {"put between",
-       [&] { return Whole().insert(Place(3), garbage); },
-       at(3, 2) + "777 bytes that hold no whole record",
-       {}},
-      {"cut out",
-       [&] { return Whole().erase(Place(3) + 5000, 2 * kRecordBytes + 33); },
-       at(3, 2) + "10373 bytes that hold no whole record",
-       {3, 4, 5}},
-      {"cut out whole",
-       [&] { return Whole().erase(Place(3), 2 * kRecordBytes); },
-       "note: " + at(3, 2) + "frames 4 to 5 are missing before it",
-       {3, 4},
-       false},
-      {"month",
-       [&] { return with(Place(3) + kTrailer + 14, "\x0D"); },
-       at(3, 2) + "its number, time or date cannot be",
-       {3}},
-      {"behind the trailer", [&] { return with(Place(8) - 1, "x"); }, "cannot be", {7}},
-      {"time far ahead",
-       [&] { return with(Place(3) + kTrailer + 2, "\x01"); },
-       at(3, 2) + "its number and time do not fit",
-       {3}},
-      {"time of the first",
-       [&] { return with(Place(0) + kTrailer + 2, "\x01"); },
-       at(0, 0) + "its number and time do not fit",
-       {0}},
-      {"number of the last",
-       [&] { return with(Place(7) + kTrailer + 8, "\x03"); },
-       at(7, 6) + "its number and time do not fit",
-       {7}},
-      {"two neighbours",
-       [&] {
-         Stamp(3, 4, 1 << 20);
-         const std::string file = with(Place(4), "x");
-         records = original;
-         return file;
-       },
-       at(4, 2) + "10406 bytes",
-       {3, 4}},
-      {"revision",
-       [&] { return with(Place(3) + 6 + 9600 + 1, "\x09"); },
-       at(3, 2) + "the frame is of another telemetry revision",
-       {3}},
-      {"restart",
-       [&] {
-         for (size_t k = 4; k < 8; ++k) Stamp(k, static_cast<uint32_t>(k - 3), 116 * (k - 4));
-         return Whole();
-       },
-       "0:00.696\nnote: " + at(4, 3) + "the recording was started again",
-       {},
-       false},
-      {"restart without a new time",
-       [&] {
-         for (size_t k = 4; k < 8; ++k) Stamp(k, static_cast<uint32_t>(k - 3), 116 * k);
-         return Whole();
-       },
-       at(4, 3) + "the recording was started again, but its time does not",
-       {},
-       true,
-       false},
-      {"time goes back",
-       [&] {
-         for (size_t k = 4; k < 8; ++k) Stamp(k, static_cast<uint32_t>(k + 1), 116 * k - 300);
-         return Whole();
-       },
-       at(4, 3) + "time goes back by 0:00.184",
-       {},
-       true,
-       false},
-      {"number goes back",
-       [&] {
-         for (size_t k = 4; k < 8; ++k) Stamp(k, static_cast<uint32_t>(k - 1), 116 * k);
-         return Whole();
-       },
-       at(4, 3) + "the frame number goes back from 4 to 3",
-       {},
-       true,
-       false},
-  };
-  for (const Case& one : cases) {
-    SCOPED_TRACE(one.name);
-    records = original;
-    Store("damaged.y4m", one.damaged());
-    std::string rest = header;
-    for (size_t k = 0; k < records.size(); ++k)
-      if (std::ranges::find(one.lost, k) == one.lost.end()) rest += records[k];
-    const std::string repair = "check --overwrite --repair " + File("saved.y4m") + " ";
-    const Outcome outcome = Run(repair + File("damaged.y4m"));
-    EXPECT_EQ(outcome.status, one.isDamage ? 1 : 0) << outcome.out;
-    EXPECT_TRUE(Has(outcome.out, one.expected)) << outcome.out;
-    EXPECT_TRUE(Load(File("saved.y4m")) == rest) << outcome.out;
-    EXPECT_EQ(Run("check " + File("saved.y4m")).status, one.mendable ? 0 : 1);
-    // What programs are told is the same.
-    const auto json = nlohmann::json::parse(Run("check --json " + File("damaged.y4m")).out);
-    EXPECT_EQ(json["damaged"], one.isDamage);
-    EXPECT_EQ(json["records"], (rest.size() - header.size()) / kRecordBytes);
-    for (const auto& finding : json["findings"])
-      EXPECT_TRUE(Has(outcome.out, "byte " + finding["offset"].dump() + ",")) << finding;
+  for (size_t y = 0; y < kHeight; ++y)
+    for (size_t x = 0; x < kWidth; ++x) ASSERT_EQ(value(2, x, y), third.Sample16(x, y)) << x;
+
+  const auto json = nlohmann::json::parse(Contents(File("all.json")));
+  EXPECT_EQ(json["camera"]["product"], "0x6103");
+  EXPECT_EQ(json["source"], "film.y4m");
+  EXPECT_EQ(json["quantity"], "temperature");
+  EXPECT_EQ(json["resolution"], std::stoi(third.texts.at("Resolution")));
+  ASSERT_EQ(json["frames"].size(), 4u);
+  EXPECT_EQ(json["frames"][2]["number"], 3);
+  EXPECT_DOUBLE_EQ(json["frames"][2]["time"], 0.2);
+  EXPECT_EQ(json["frames"][2]["date"], third.texts.at("Creation Time"));
+
+  for (const char* kind : {"png", "tiff"})
+    ASSERT_EQ(ZocamAlone("export " + film + " --upside-down --raw16 " + kind + " -o " + File(kind))
+                  .status,
+              0);
+  EXPECT_EQ(ReadPng(File("png/frame-000003.png")).rows, third.rows);
+  TIFF* tiff = TIFFOpen(File("tiff/frame-000003.tiff").c_str(), "r");
+  ASSERT_NE(tiff, nullptr);
+  char* description = nullptr;
+  TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description);
+  EXPECT_TRUE(Has(description, third.texts.at("Description"))) << description;
+  std::vector<uint16_t> row(kWidth);
+  for (size_t y = 0; y < kHeight; ++y) {
+    ASSERT_EQ(TIFFReadScanline(tiff, row.data(), static_cast<uint32_t>(y), 0), 1);
+    for (size_t x = 0; x < kWidth; ++x) ASSERT_EQ(row[x], third.Sample16(x, y)) << x;
+  }
+  TIFFClose(tiff);
+}
+
+TEST_F(Export, TablesShowRegionsInTheOrderOfTheOptions) {
+  const std::string film = RecordWarming(3);
+  const std::string table =
+      "export " + film + " --noise-filter off --undistort off -o " + File("t.csv") + " ";
+  ASSERT_EQ(ZocamAlone(table + "--spot 10,20 --spot 150,20 --area 60,0,2,101").status, 0);
+  std::istringstream lines(Contents(File("t.csv")));
+  std::string line;
+  std::getline(lines, line);
+  EXPECT_EQ(line,
+            "frame,seconds,date,\"spot 10,20\",\"spot 150,20\",\"area 60,0,2,101 min\","
+            "\"area 60,0,2,101 max\",\"area 60,0,2,101 mean\"");
+  for (int k = 1; k <= 3; ++k) {
+    ASSERT_TRUE(std::getline(lines, line));
+    double seconds, cold, warm, low, high, mean;
+    int number;
+    char date[32];
+    ASSERT_EQ(std::sscanf(line.c_str(), "%d,%lf,%31[^,],%lf,%lf,%lf,%lf,%lf", &number, &seconds,
+                          date, &cold, &warm, &low, &high, &mean),
+              8)
+        << line;
+    EXPECT_EQ(number, k);
+    EXPECT_NEAR(seconds, (k - 1) / 10.0, 1e-9);
+    EXPECT_NEAR(cold + 273.15, 300.0, 0.05);
+    EXPECT_NEAR(warm + 273.15, 303.0 + k, 0.05);
+    EXPECT_NEAR(low + 273.15, 303.0, 0.05);
+    EXPECT_NEAR(high + 273.15, 304.0, 0.05);
+    EXPECT_NEAR(mean + 273.15, 303.5, 0.05);
+  }
+  ASSERT_EQ(ZocamAlone(table).status, 0);
+  EXPECT_TRUE(Has(Contents(File("t.csv")), "frame,seconds,date,min,max,mean,centre\n1,0.000,"));
+
+  std::filesystem::remove(File("t.csv"));
+  for (const char* outside : {"--spot 160,0", "--spot 0,120", "--area 100,0,61,1",
+                              "--area 0,0,1,4294967295", "--area 0,4294967295,1,2"}) {
+    const Outcome refused = ZocamAlone(table + outside);
+    EXPECT_EQ(refused.status, 1) << outside;
+    EXPECT_TRUE(Has(refused.out, "not inside the picture")) << refused.out;
+  }
+  for (const char* bad : {"--spot 1", "--spot 1,2,3", "--spot -1,0", "--area 1,1,0,1"})
+    EXPECT_EQ(ZocamAlone(table + bad).status, 2) << bad;
+  EXPECT_FALSE(std::filesystem::exists(File("t.csv")));
+}
+
+TEST_F(Export, PicturesKeepOneColourForOneTemperatureAndTheScaleSaysSo) {
+  const std::string film = RecordWarming(8);
+  for (const char* gain : {"linear", "nonlinear"}) {
+    const std::string folder = File(gain);
+    ASSERT_EQ(ZocamAlone("export " + film + " --undistort off --format gray --scale 2 --gain " +
+                         gain + " -o " + folder)
+                  .status,
+              0);
+    const Png first = ReadPng(folder + "/frame-000001.png");
+    const Png last = ReadPng(folder + "/frame-000008.png");
+    ASSERT_GT(first.width, 340u);
+    const auto grey = [](const Png& png, size_t x, size_t y) { return png.rows[y][3 * x]; };
+    for (size_t y = 0; y < 240; y += 20) EXPECT_EQ(grey(first, 150, y), grey(last, 150, y)) << gain;
+    EXPECT_GT(grey(last, 280, 100), grey(first, 280, 100) + 20) << gain;
+    if (std::string(gain) != "linear") continue;  // the other one's scale ends where colours do
+    // The scale goes from 300 to 311 K and has the greys of the picture.
+    const auto onScale = [&](double kelvin) {
+      return grey(first, 336, 22 + static_cast<size_t>((311 - kelvin) / 11 * 209));
+    };
+    EXPECT_NEAR(onScale(303.5), grey(first, 150, 100), 8) << gain;
+    EXPECT_NEAR(onScale(310.9), grey(last, 280, 100), 8) << gain;
+    EXPECT_NEAR(onScale(300.1), grey(first, 50, 100), 8) << gain;
   }
 }
 
-TEST_F(Film, CheckSaysWhatIsWrongWithAHeaderAndSavesNothing) {
-  const auto header1 = [&](const std::string& from, const std::string& to) {
-    std::string file = Whole();
-    const size_t place = file.find(from);
-    return place == std::string::npos ? "" : file.replace(place, from.size(), to);
-  };
+TEST_F(Export, TakesTheRangeAndEveryNthFrameOfIt) {
+  const std::string film = RecordWarming(10);
   const struct {
-    std::string file;
-    const char* expected;
-  } cases[] = {
-      {"", "the file is empty"},
-      {header1("YUV4", "RIFF"), "does not begin with YUV4MPEG2"},
-      {header.substr(0, 200), "is cut off"},
-      {"YUV4MPEG2 W80 " + std::string(2000, 'x'), "has no end"},
-      {"YUV4MPEG2 W80 H65\n" + records[0], "too short"},
-      {header1("W80", "Wxx"), "tells no size"},
-      {header1("H65", "H66"), "a size that no camera has, 80 x 66"},
-      {"YUV4MPEG2 W80 H65 F30:1 Ip A0:0 C422 XCOLORRANGE=LIMITED XMORE=1\n" + records[0],
-       "names no camera"},
-      {header1("N117A", "N11?A"), "camera is unreadable"},
-      {header1("N117A0161", "N117A0361"), "80 x 65, is not that of the camera"},
-      {header1("N117A", "N127A"), "not known, 0x6101 of vendor 0x7A12"},
-      {header, "0 intact records, 0:00.000\ndamage: there is no intact record"},
-      {header + records[0].substr(0, 10300), "only the first 10300 bytes of a record"},
-  };
+    const char* options;
+    std::vector<int> frames;
+  } cases[] = {{"--from 0.2 --to 0.5", {3, 4, 5, 6}},
+               {"--from 0.15 --to 0.35", {3, 4}},
+               {"--every 4", {1, 5, 9}},
+               {"--from 0.1 --every 3 --to 0:00.7", {2, 5, 8}},
+               {"--from 0.9", {10}}};
   for (const auto& one : cases) {
-    Store("damaged.y4m", one.file);
-    const Outcome outcome = Run("check " + File("damaged.y4m") + " --repair " + File("no.y4m"));
+    ASSERT_EQ(ZocamAlone("export " + film + " -o " + File("t.csv") + " " + one.options).status, 0);
+    std::istringstream lines(Contents(File("t.csv")));
+    std::vector<int> frames;
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line)) frames.push_back(std::stoi(line));
+    EXPECT_EQ(frames, one.frames) << one.options;
+    EXPECT_EQ(
+        ZocamAlone("export " + film + " -o " + File("pictures") + " --overwrite " + one.options)
+            .status,
+        0);
+  }
+  for (const char* nothing : {"--from 1", "--from 0.41 --to 0.45"}) {
+    const Outcome outcome =
+        ZocamAlone("export " + film + " -o " + File("none.csv") + " " + nothing);
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(Has(outcome.out, one.expected)) << one.expected << ": " << outcome.out;
-    EXPECT_TRUE(Has(outcome.out, "was not written")) << outcome.out;
-    EXPECT_EQ(nlohmann::json::parse(Run("check --json " + File("damaged.y4m")).out)["damaged"],
-              true);
-    // The library refuses all of these but an unknown camera.
-    const Outcome info = Run("info " + File("damaged.y4m"));
-    EXPECT_EQ(info.status, 1) << info.out;
-    EXPECT_TRUE(Has(info.out, "cannot open")) << info.out;
+    EXPECT_TRUE(Has(outcome.out, "0:00.000 to 0:00.900")) << outcome.out;
   }
-  EXPECT_EQ(FileCount(), 2u);
-  EXPECT_TRUE(Has(Run("check " + folder_.string()).out, "it is no file"));
-  EXPECT_TRUE(Has(Run("check " + File("none.y4m")).out, "No such file"));
+  EXPECT_EQ(ZocamAlone("export " + film + " -o x.csv --from 2 --to 1").status, 1);
+  EXPECT_FALSE(std::filesystem::exists(File("none.csv")));
 }
 
-TEST_F(Film, CheckHarmsNoFile) {
-  std::filesystem::create_symlink(File("film.y4m"), File("link.y4m"));
-  std::filesystem::create_directory(File("folder"));
-  const std::string film = Whole();
-  Store("other.y4m", "something");
-  const struct {
-    const char* target;
-    const char* expected;
-  } cases[] = {
-      {"film.y4m --overwrite", "is the file to be checked"},
-      {"link.y4m --overwrite", "is the file to be checked"},
-      {"other.y4m", "exists; name another"},
-      {"folder --overwrite", "Is a directory"},
-      {"nowhere/saved.y4m", "No such file or directory"},
-  };
-  const std::string check = "check " + File("film.y4m") + " --repair ";
-  for (const auto& one : cases) {
-    const Outcome outcome = Run(check + File(one.target));
-    EXPECT_EQ(outcome.status, 1) << one.target;
-    EXPECT_TRUE(Has(outcome.out, one.expected)) << outcome.out;
-  }
-  const Outcome full = Shell("trap '' XFSZ; ulimit -f 20; " ZOCAM_TOOL " " + check +
-                             File("other.y4m") + " --overwrite");
-  EXPECT_EQ(full.status, 1) << full.out;
+TEST_F(Export, NumbersPicturesByPositionWhenARecordingBeginsAgain) {
+  const std::string film = RecordWarming(5);
+  Stamp(3, 0, 1);
+  Stamp(4, 100, 2);
+  ASSERT_EQ(ZocamAlone("export " + film + " --raw16 png -o " + File("all")).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(File("all/frame-000005.png")));
+  const Outcome full = ZocamAlone("export " + film + " -o " + File("all"));
+  EXPECT_EQ(full.status, 1);
+  EXPECT_TRUE(Has(full.out, "not empty")) << full.out;
+}
+
+TEST_F(Export, CountsFramesWithoutTemperaturesAndStopsAtDamage) {
+  const auto uniform = [](int) { return zosim::Scene::Uniform(300.0); };
+  Record(14, uniform, {.productId = 0x6110, .startTimeMs = 2500});
+  const Outcome early = ZocamAlone("export " + film_ + " -o " + File("e.csv"));
+  EXPECT_EQ(early.status, 0) << early.out;
+  int with = 0, without = 0;
+  const size_t summary = early.out.find(": ", early.out.find("e.csv"));
+  ASSERT_NE(summary, std::string::npos) << early.out;
+  ASSERT_EQ(std::sscanf(&early.out[summary], ": %d frames, %d without", &with, &without), 2)
+      << early.out;
+  EXPECT_EQ(with + without, 14);
+  EXPECT_GT(without, 0);
+  Record(3, uniform, {.productId = 0x6110, .startTimeMs = 2000});
+  EXPECT_TRUE(Has(ZocamAlone("export " + film_ + " -o " + File("n.npy")).out, "none of 3 frames"));
+  EXPECT_FALSE(std::filesystem::exists(File("n.npy")));
+
+  RecordWarming(5);
+  Patch(3, 0, "BROKEN", 6);
+  const Outcome damaged = ZocamAlone("export " + film_ + " -o " + File("d.npy"));
+  EXPECT_EQ(damaged.status, 1);
+  EXPECT_TRUE(Has(damaged.out, "damaged after 0:00.200; zocam check")) << damaged.out;
+  EXPECT_TRUE(Has(Contents(File("d.npy")), "(3, 120, 160)"));
+}
+
+TEST_F(Export, LeavesNothingBehindWhenItFails) {
+  RecordWarming(12);
+  const std::string line = "export " + film_ + " -o ";
+  const Outcome full =
+      Shell("trap '' XFSZ; ulimit -f 100; " ZOCAM_TOOL " " + line + File("full.npy"));
+  EXPECT_EQ(full.status, 1);
   EXPECT_TRUE(Has(full.out, "cannot write")) << full.out;
-  EXPECT_EQ(Run("check " + File("film.y4m") + " --overwrite").status, 2);
-  EXPECT_TRUE(Load(File("film.y4m")) == film);
-  EXPECT_EQ(Load(File("other.y4m")), "something");
-  EXPECT_EQ(FileCount(), 4u);
+  EXPECT_NE(Shell("ulimit -f 100; " ZOCAM_TOOL " " + line + File("limit.npy")).status, 0);
+  EXPECT_TRUE(Has(ZocamAlone(line + File("x.avi")).out, ".npy, .csv, .mp4"));
+  EXPECT_TRUE(Has(ZocamAlone(line + File("x.npy") + " --spot 1,1").out, "for tables"));
+  EXPECT_TRUE(Has(Shell("PATH=. " ZOCAM_TOOL " " + line + File("x.mp4")).out, "package ffmpeg"));
+  EXPECT_EQ(FileCount(), 1u) << "only the recording";
+
+  const std::string failing = WithStub("echo first >&2; echo no such codec >&2; exit 1");
+  const Outcome failed = Shell(failing + ZOCAM_TOOL " " + line + File("x.mp4"));
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_TRUE(Has(failed.out, "failed: no such codec")) << failed.out;
+  // A program that takes nothing holds the export up until the signal.
+  const std::string stuck = WithStub("exec sleep 2");
+  const Outcome ended =
+      Shell(stuck + "timeout --preserve-status -s INT 1 " ZOCAM_TOOL " " + line + File("x.mp4"));
+  EXPECT_EQ(ended.status, 130) << ended.out;
+  EXPECT_EQ(FileCount(), 2u) << "the recording and the stub";
 }
 
-TEST_F(Film, CheckTellsTheFirstFindingsAndCountsTheOthers) {
-  std::string file = header;
-  for (uint32_t i = 0; i < 100; ++i) {
-    Stamp(0, i + 1, 116 * i);
-    file += records[0];
-    if (i % 2 == 0) file += "garbage";
-  }
-  Store("damaged.y4m", file);
-  const Outcome outcome = Run("check " + File("damaged.y4m"));
-  EXPECT_TRUE(Has(outcome.out, "100 intact records")) << outcome.out;
-  EXPECT_TRUE(Has(outcome.out, "30 more of the kind \"lost-bytes\"")) << outcome.out;
-}
-
-// Bytes changed, put in and left out at random places behind the header line.
-TEST_F(Film, CheckSavesWhateverWasNotTouched) {
-  constexpr int kFiles = 200;
-  std::mt19937 random(20261122);
-  std::vector<std::vector<size_t>> untouched;
-  std::string commands;
-  for (int i = 0; i < kFiles; ++i) {
-    std::string file = Whole();
-    std::vector<size_t> places;
-    for (unsigned j = 0; j < 1 + random() % 3; ++j) places.push_back(random() % (8 * kRecordBytes));
-    std::ranges::sort(places, std::greater());  // so that a place is not moved by one before
-    std::vector<bool> hit(8);
-    for (const size_t place : places) {
-      const size_t at = header.size() + place, length = 1 + random() % 300;
-      hit[place / kRecordBytes] = true;
-      if (random() % 3 == 0) {
-        file[at] = static_cast<char>(file[at] ^ (1 << random() % 8));
-      } else if (random() % 2 == 0) {
-        std::string noise(length, '\0');
-        for (char& byte : noise) byte = static_cast<char>(random());
-        file.insert(at, noise);
-      } else {
-        file.erase(at, length);
-        hit[std::min<size_t>((place + length - 1) / kRecordBytes, 7)] = true;
-      }
-    }
-    untouched.emplace_back();
-    for (size_t k = 0; k < 8; ++k)
-      if (!hit[k]) untouched.back().push_back(k);
-    const std::string name = std::to_string(i) + ".y4m", saved = "saved-" + name;
-    Store(name.c_str(), file);
-    commands += "timeout 10 " ZOCAM_TOOL " check " + File(name.c_str()) + " --repair " +
-                File(saved.c_str()) + " >/dev/null; echo $?; " ZOCAM_TOOL " check " +
-                File(saved.c_str()) + " >/dev/null; echo $?\n";
-  }
-  Store("all.sh", commands);
-  std::istringstream statuses(Shell("sh " + File("all.sh")).out);
-  for (int i = 0; i < kFiles; ++i) {
-    SCOPED_TRACE(i);
-    int first = -1, second = -1;
-    statuses >> first >> second;
-    EXPECT_LE(first, 1);
-    EXPECT_EQ(second, 0);
-    const std::string path = File(("saved-" + std::to_string(i) + ".y4m").c_str());
-    const std::string saved = Load(path);
-    for (const size_t k : untouched[static_cast<size_t>(i)])
-      EXPECT_TRUE(Has(saved, records[k])) << "record " << k + 1 << " is lost";
-    EXPECT_EQ((saved.size() - header.size()) % kRecordBytes, 0u);
-    EXPECT_NO_THROW(zocam::Recording::Open(path));
-  }
-}
-
-TEST_F(Film, DumpPrintsTheFrameThatIsAskedFor) {
-  // The lines, and how many degrees the first value lies above 300 kelvin.
-  const auto dump = [&](const std::string& arguments) {
-    const Outcome outcome = Run("dump " + File("film.y4m") + " " + arguments);
-    EXPECT_EQ(outcome.status, 0) << outcome.out;
-    std::istringstream text(outcome.out);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);) lines.push_back(line);
-    lines.resize(62);
-    return lines;
-  };
-  const auto lines = dump("--frame 3");
-  EXPECT_TRUE(Has(lines[0], "SYSTIME       TIME   TIME_FFC FCS   FPAT")) << lines[0];
-  EXPECT_TRUE(Has(lines[1], "TELEMETRY 22/23:52:15.692")) << lines[1];
-  std::istringstream row(lines[61]);
-  std::vector<double> values{std::istream_iterator<double>(row), {}};
-  ASSERT_EQ(values.size(), 80u);
-  for (const double value : values) EXPECT_NEAR(value, 303.0, 0.3);
-
-  const struct {
-    const char* arguments;
-    double kelvin;
-  } cases[] = {{"", 301}, {"--frame 8", 308}, {"--at 0", 301}, {"--at 0.4", 304}};
-  for (const auto& one : cases)
-    EXPECT_NEAR(std::stod(dump(one.arguments)[30]), one.kelvin, 0.3) << one.arguments;
-
-  const auto* words = reinterpret_cast<const uint8_t*>(&records[1][6]);
-  EXPECT_EQ(std::stoi(dump("--raw --frame 2")[2]), words[0] << 8 | words[1]);
-  ASSERT_EQ(Run("dump --frame 3 -o " + File("3.txt") + " " + File("film.y4m")).out, "");
-  EXPECT_EQ(Load(File("3.txt")), Run("dump --frame 3 " + File("film.y4m")).out);
-  EXPECT_TRUE(Has(Run("dump --frame 9 " + File("film.y4m")).out, "no frame number 9"));
-  EXPECT_EQ(Run("dump --frame 3 --at 0 " + File("film.y4m")).status, 2);
-
-  const Outcome live = Zocam("-c 6110,fps=100,scene=uniform:301.5", "dump");
-  EXPECT_NEAR(std::stod(live.out.substr(live.out.rfind('\n', live.out.size() - 2))), 301.5, 0.3);
-  EXPECT_TRUE(Has(Zocam("-c 6110", "dump --at 1").out, "--at and --frame are for recordings"));
-}
-
-TEST_F(Film, InfoTellsWhatARecordingHolds) {
-  Store("film.y4m", Whole() + "FRAME");
-  const Outcome text = Run("info " + File("film.y4m"));
-  EXPECT_EQ(text.status, 0);
-  for (const char* line :
-       {"product                   0x6101\n", "80 x 60 pixels",
-        "2026-11-22T23:52:15.690 to 2026-11-22T", "frames                    8\n", "0.812 s\n",
-        "8.62 frames/s, 8.63 as the file tells", "only the first 5 bytes of a last record"})
-    EXPECT_TRUE(Has(text.out, line)) << line << "\n" << text.out;
-  EXPECT_FALSE(Has(text.out, "active state"));
-  const auto json = nlohmann::json::parse(Run("info --json " + File("film.y4m")).out);
-  EXPECT_EQ(json["file"], File("film.y4m"));
-  EXPECT_EQ(json["frames"], 8);
-  EXPECT_EQ(json["length"], 0.812);
-  EXPECT_EQ(json["tornTail"], 5);
-  EXPECT_FALSE(json.contains("node") || json.contains("name")) << "a recording has neither";
-
-  // What only a look at every record would tell is not made up.
-  Stamp(7, 2, 116);
-  Store("film.y4m", Whole());
-  const auto restarted = nlohmann::json::parse(Run("info --json " + File("film.y4m")).out);
-  EXPECT_TRUE(restarted["length"].is_null());
-  EXPECT_EQ(restarted["frames"], 8);
+TEST_F(Export, MakesAVideoOfTheRecordedRate) {
+  if (Shell("ffmpeg -version && ffprobe -version").status != 0) GTEST_SKIP() << "no ffmpeg here";
+  RecordWarming(6);
+  const Outcome made = ZocamAlone("export " + film_ + " --scale 1 -o " + File("v.mp4"));
+  ASSERT_EQ(made.status, 0) << made.out;
+  const auto seen = nlohmann::json::parse(
+      Shell("ffprobe -v error -count_frames -show_streams -of json " + File("v.mp4")).out);
+  const auto& stream = seen["streams"][0];
+  EXPECT_EQ(stream["codec_name"], "h264");
+  EXPECT_EQ(stream["pix_fmt"], "yuv420p");
+  EXPECT_EQ(stream["nb_read_frames"], "6");
+  EXPECT_EQ(stream["r_frame_rate"], "10/1");
+  EXPECT_GT(stream["width"], 160);
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <numeric>
+#include <utility>
 
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
@@ -24,23 +26,6 @@ zocam::FrameCopy NextFrame(zocam::Device& device) {
   throw ToolError(device.Label() + ": no frame came for " +
                   std::to_string(kLongestSilence.count()) +
                   " s; unplug the camera and plug it in again");
-}
-
-void RequireOwnModel(const zocam::Frame& frame, const zocam::Device& device) {
-  if (frame.Check() == ZO_STATUS_INVALID_STATE)
-    throw ToolError(device.Label() + ": its frames are not those of a camera of model " +
-                    ProductText(device.ProductId()) + " (another telemetry revision)");
-}
-
-// False when the frame has no temperatures yet.
-bool DecodeTemperatures(const zocam::Frame& frame, zocam::TemperatureImage& image) {
-  try {
-    image = frame.Temperatures();
-    return true;
-  } catch (const zocam::Error& error) {
-    if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
-    return false;
-  }
 }
 
 // The next frame that has temperatures, and these.
@@ -114,6 +99,25 @@ class ShowWordsAsTheyAre {
 
 }  // namespace
 
+bool DecodeTemperatures(const zocam::Frame& frame, zocam::TemperatureImage& image) {
+  image.width = frame.Width();
+  image.height = frame.Height();
+  image.values.resize(size_t{image.width} * image.height);
+  try {
+    image.resolution = frame.Temperatures(image.values);
+    return true;
+  } catch (const zocam::Error& error) {
+    if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
+    return false;
+  }
+}
+
+void RequireOwnModel(const zocam::Frame& frame, const zocam::Device& device) {
+  if (frame.Check() == ZO_STATUS_INVALID_STATE)
+    throw ToolError(device.Label() + ": its frames are not those of a camera of model " +
+                    ProductText(device.ProductId()) + " (another telemetry revision)");
+}
+
 void ForEachDecodedFrame(zocam::Device& device, DecodeOptions& decoding, uint32_t count,
                          const DecodedFrame& take) {
   zocam::TemperatureImage image;
@@ -141,14 +145,25 @@ Measurement Measure(zocam::Device& device, DecodeOptions& decoding, uint32_t cou
   for (size_t i = 0; i < sums.size(); ++i)
     measurement.image.values[i] = static_cast<uint16_t>((sums[i] + count / 2) / count);
   StoreImageWords(measurement.raw, measurement.image.values);
-  measurement.isMean = true;
+  measurement.isMadeUp = true;
+  return measurement;
+}
+
+Measurement MeasurementOf(zocam::TemperatureImage image, const zocam::Frame& frame,
+                          Quantity quantity) {
+  Measurement measurement;
+  measurement.quantity = quantity;
+  measurement.raw.assign(frame.Bytes().begin(), frame.Bytes().end());
+  StoreImageWords(measurement.raw, image.values);
+  measurement.image = std::move(image);
+  measurement.isMadeUp = true;
   return measurement;
 }
 
 RenderedMeasurement RenderMeasurement(const Measurement& measurement, zocam::Device& device,
                                       const PictureOptions& options) {
   std::optional<ShowWordsAsTheyAre> asTheyAre;
-  if (measurement.isMean) asTheyAre.emplace(device);
+  if (measurement.isMadeUp) asTheyAre.emplace(device);
   const zocam::Frame frame = device.ViewFrame(measurement.raw);
   return {RenderPicture(frame, options), frame.Render(options.GreyCode())};
 }
@@ -157,15 +172,18 @@ ValueSummary Summarise(const zocam::TemperatureImage& image, Quantity quantity,
                        const zocam::Device& device) {
   const uint32_t firstColumn = ZoLib_GetRefTempRegion(device.Handle());
   uint16_t low = 0xFFFF, high = 0;
+  uint64_t sum = 0;
   for (uint32_t y = 0; y < image.height; ++y) {
     const auto row = image.values.begin() + int64_t{y} * image.width;
     const auto [least, most] = std::minmax_element(row + firstColumn, row + image.width);
     low = std::min(low, *least);
     high = std::max(high, *most);
+    sum = std::accumulate(row + firstColumn, row + image.width, sum);
   }
+  const double mean = static_cast<double>(sum) / ((image.width - firstColumn) * image.height);
   const uint16_t centre = image.values[size_t{image.height} / 2 * image.width + image.width / 2];
   return {ValueOf(quantity, low, image.resolution), ValueOf(quantity, high, image.resolution),
-          ValueOf(quantity, centre, image.resolution)};
+          ValueOf(quantity, centre, image.resolution), ValueOf(quantity, mean, image.resolution)};
 }
 
 std::string SummaryText(const ValueSummary& summary, Quantity quantity, int decimals) {

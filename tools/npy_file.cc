@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <optional>
 #include <string>
@@ -136,6 +137,21 @@ std::string_view TakeHeader(std::span<const uint8_t>& bytes) {
   return text;
 }
 
+// A header of this size has room for any number of images, so that it can be written last. It is
+// a multiple of 64, as the format asks for.
+constexpr size_t kWrittenHeaderBytes = 128;
+
+std::string FormatHeader(uint64_t images, uint32_t height, uint32_t width) {
+  static_assert(std::endian::native == std::endian::little, "the values are written as they are");
+  constexpr size_t kPrefixBytes = kVersionEnd + 2;
+  std::string text = "{'descr': '<u2', 'fortran_order': False, 'shape': (" +
+                     std::to_string(images) + ", " + std::to_string(height) + ", " +
+                     std::to_string(width) + "), }";
+  text.resize(kWrittenHeaderBytes - kPrefixBytes - 1, ' ');
+  const std::string versionAndLength = {1, 0, static_cast<char>(text.size() + 1), 0};
+  return std::string(kMagic.begin(), kMagic.end()) + versionAndLength + text + "\n";
+}
+
 }  // namespace
 
 bool IsNpy(std::span<const uint8_t> bytes) {
@@ -156,4 +172,20 @@ NpyImage DecodeNpy(std::span<const uint8_t> bytes) {
   for (size_t i = 0; i < count; ++i)
     image.values[i] = static_cast<uint16_t>(bytes[2 * i + high] << 8 | bytes[2 * i + 1 - high]);
   return image;
+}
+
+NpyImagesFile::NpyImagesFile(const std::string& path, uint32_t width, uint32_t height)
+    : file_(path), width_(width), height_(height) {
+  file_.Write(FormatHeader(0, height, width));
+}
+
+void NpyImagesFile::Add(std::span<const uint16_t> values) {
+  file_.Write({reinterpret_cast<const uint8_t*>(values.data()), values.size_bytes()});
+  ++images_;
+}
+
+void NpyImagesFile::Finish() {
+  const std::string header = FormatHeader(images_, height_, width_);
+  file_.WriteStart({reinterpret_cast<const uint8_t*>(header.data()), header.size()});
+  file_.Commit();
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <utility>
@@ -93,6 +94,21 @@ void OutputStream::OpenNameless() {
 
 void OutputStream::Write(std::span<const uint8_t> bytes) {
   if (const int error = WriteAll(fd_, bytes)) Fail(path_, error);
+}
+
+void OutputStream::Write(std::string_view text) {
+  Write({reinterpret_cast<const uint8_t*>(text.data()), text.size()});
+}
+
+void OutputStream::WriteStart(std::span<const uint8_t> bytes) {
+  if (lseek(fd_, 0, SEEK_SET) < 0) Fail(path_, errno);
+  Write(bytes);
+  if (lseek(fd_, 0, SEEK_END) < 0) Fail(path_, errno);
+}
+
+std::string OutputStream::OpenPath() const {
+  if (!temporary_.empty()) return temporary_;
+  return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(fd_);
 }
 
 // Beside its place, because a link cannot replace what is there.

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 // Writes the file under a temporary name beside its place and renames it when all of it is on the
 // disk. What is no regular file (a pipe, a device) is written directly. Throws ToolError.
@@ -21,7 +22,13 @@ class OutputStream {
   OutputStream& operator=(const OutputStream&) = delete;
 
   void Write(std::span<const uint8_t> bytes);
+  void Write(std::string_view text);
+  // Writes the first bytes again.
+  void WriteStart(std::span<const uint8_t> bytes);
   void Commit();
+
+  // A path to the file while this object lives, for another program to write it.
+  std::string OpenPath() const;
 
  private:
   void OpenNameless();

@@ -29,6 +29,7 @@ class PictureOptions {
   void ApplyRange(zocam::Device& device) const;
 
   bool IsManual() const { return gain_ == ZO_GAIN_MANUAL; }
+  bool IsLinear() const { return gain_ == ZO_GAIN_LINEAR; }
   // The output format that pictures are rendered in, and that of their palette.
   uint32_t FormatCode() const { return family_ + gain_; }
   // The same gain as 8-bit grey, which shows how the gain ranks the temperatures.

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "tools/advice.h"
+#include "tools/camera_summary.h"
 
 namespace {
 
@@ -48,6 +49,8 @@ void KeepFailure(png_structp png, png_const_charp message) {
 
 void IgnoreWarning(png_structp, png_const_charp) {}
 
+constexpr int kPictureCompression = 3;  // of 9
+
 // libpng reports failures by a jump back into this function, so nothing in it has a destructor.
 bool WritePng(png_structp png, png_infop info, PngWriter* writer, const PngRows* rows,
               png_textp texts, int textCount) {
@@ -55,6 +58,11 @@ bool WritePng(png_structp png, png_infop info, PngWriter* writer, const PngRows*
   png_set_write_fn(png, writer, AppendBytes, nullptr);
   png_set_IHDR(png, info, rows->width, rows->height, rows->bitDepth, rows->colourType,
                PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  if (rows->bitDepth == 8) {
+    // Enlarged rows repeat: a filter that sees it leaves little to compress, at any level.
+    png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_UP);
+    png_set_compression_level(png, kPictureCompression);
+  }
   png_set_text(png, info, texts, textCount);
   png_write_info(png, info);
   for (uint32_t y = 0; y < rows->height; ++y) png_write_row(png, rows->bytes + y * rows->rowBytes);
@@ -146,21 +154,34 @@ std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, Quantity qu
     bytes.push_back(static_cast<uint8_t>(value >> 8));
     bytes.push_back(static_cast<uint8_t>(value & 0xFF));
   }
-  const std::string resolution = std::to_string(image.resolution);
-  texts.push_back({kPngQuantityKey, PngQuantityName(quantity)});
-  if (quantity == Quantity::kCounts) {
-    texts.push_back({"Unit", "1"});
-  } else {
-    texts.push_back({"Unit", "1/" + resolution + " K"});
-    texts.push_back({"Resolution", resolution});
-    texts.push_back(
-        {"Description", quantity == Quantity::kDifference
-                            ? "kelvin = (sample - 27315) / " + resolution
-                            : "degrees Celsius = sample / " + resolution + " - 273.15"});
-  }
+  for (PngText& text : DescribeValues(quantity, image.resolution)) texts.push_back(std::move(text));
   return Encode(
       {image.width, image.height, 16, PNG_COLOR_TYPE_GRAY, size_t{2} * image.width, bytes.data()},
       std::move(texts));
+}
+
+std::vector<PngText> DescribeValues(Quantity quantity, int32_t resolution) {
+  const std::string name = PngQuantityName(quantity);
+  if (quantity == Quantity::kCounts) return {{kPngQuantityKey, name}, {"Unit", "1"}};
+  const std::string units = std::to_string(resolution);
+  return {{kPngQuantityKey, name},
+          {"Unit", "1/" + units + " K"},
+          {"Resolution", units},
+          {"Description", quantity == Quantity::kDifference
+                              ? "kelvin = (sample - 27315) / " + units
+                              : "degrees Celsius = sample / " + units + " - 273.15"}};
+}
+
+std::vector<PngText> DescribeOrigin(const zocam::Device& device, const std::string& time) {
+  return {{"Software", "zocam " ZOCAM_VERSION},
+          {"Source", SourceText(device)},
+          {"Creation Time", time}};
+}
+
+std::string SourceText(const zocam::Device& device) {
+  const std::string name = device.ProductName();  // recordings have none
+  return (name.empty() ? "" : name + " ") + ProductText(device.ProductId()) + ", serial " +
+         std::to_string(device.SerialNumber());
 }
 
 const char* PngQuantityName(Quantity quantity) {

@@ -26,6 +26,14 @@ std::vector<uint8_t> EncodePng(const Picture& picture, const std::vector<PngText
 std::vector<uint8_t> EncodePng(const zocam::TemperatureImage& image, Quantity quantity,
                                std::vector<PngText> texts);
 
+// What an image's values mean: quantity, unit, and of what is no count resolution and formula.
+std::vector<PngText> DescribeValues(Quantity quantity, int32_t resolution);
+
+// Where and when an image was taken: program, camera, time.
+std::vector<PngText> DescribeOrigin(const zocam::Device& device, const std::string& time);
+// "Thermal Camera 0x6103, serial 42"
+std::string SourceText(const zocam::Device& device);
+
 // The key of the text that names the quantity, and its names.
 inline constexpr const char* kPngQuantityKey = "Quantity";
 const char* PngQuantityName(Quantity quantity);

@@ -42,6 +42,43 @@ void FillBox(Picture& picture, uint32_t left, uint32_t top, uint32_t width, uint
   Paste(picture, Picture(width, height, colour), left, top);
 }
 
+Picture DrawScaleBar(uint32_t height, const ColourScale& scale) {
+  const auto [low, high] = scale.Range();
+  const uint32_t digits = std::clamp(height / 32, uint32_t{9}, uint32_t{24});
+  const uint32_t barTop = digits * 5 / 2;
+  const uint32_t barBottom = height - digits;
+  const uint32_t barHeight = barBottom - barTop;
+  const uint32_t tick = std::max(digits / 3, uint32_t{3});
+  const double step = TickStep(high - low, std::max(1.0, barHeight / (2.6 * digits)));
+  std::vector<double> ticks;
+  const auto firstTick = static_cast<int>(std::ceil(low / step - 1e-6));
+  const auto lastTick = static_cast<int>(std::floor(high / step + 1e-6));
+  for (int i = firstTick; i <= lastTick; ++i) ticks.push_back(i * step);
+
+  uint32_t labelWidth = LabelWidth(scale.Unit(), digits);
+  for (double value : ticks)
+    labelWidth = std::max(labelWidth, LabelWidth(TickText(value, step), digits));
+  const uint32_t barLeft = digits;
+  const uint32_t barWidth = digits * 3 / 2;
+  const uint32_t labelLeft = barLeft + barWidth + 2 * tick;
+  Picture bar(labelLeft + labelWidth + digits / 2, height, kBackground);
+
+  const uint32_t frame = std::max(digits / 12, uint32_t{1});
+  FillBox(bar, barLeft - frame, barTop - frame, barWidth + 2 * frame, barHeight + 2 * frame, kInk);
+  for (uint32_t y = 0; y < barHeight; ++y) {
+    const double share = (y + 0.5) / barHeight;
+    FillBox(bar, barLeft, barTop + y, barWidth, 1, scale.ColourAt(high - share * (high - low)));
+  }
+  for (double value : ticks) {
+    const double share = std::clamp((high - value) / (high - low), 0.0, 1.0);
+    const auto y = static_cast<uint32_t>(std::lround(barTop + share * barHeight));
+    FillBox(bar, barLeft + barWidth + frame, y - frame, tick, frame, kInk);
+    DrawLabel(bar, labelLeft, y - digits / 2, digits, TickText(value, step), kInk);
+  }
+  DrawLabel(bar, labelLeft, digits / 2, digits, scale.Unit(), kInk);
+  return bar;
+}
+
 }  // namespace
 
 ColourScale::ColourScale(const Measurement& measurement, const zocam::Image& grey,
@@ -83,41 +120,23 @@ Rgb ColourScale::ColourAt(double value) const {
   return colours_[static_cast<size_t>(std::clamp(level, 0.0, kTopLevel))];
 }
 
-Picture WithScaleBar(const Picture& picture, const ColourScale& scale) {
-  const auto [low, high] = scale.Range();
-  const uint32_t digits = std::clamp(picture.height / 32, uint32_t{9}, uint32_t{24});
-  const uint32_t barTop = digits * 5 / 2;
-  const uint32_t barBottom = picture.height - digits;
-  const uint32_t barHeight = barBottom - barTop;
-  const uint32_t tick = std::max(digits / 3, uint32_t{3});
-  const double step = TickStep(high - low, std::max(1.0, barHeight / (2.6 * digits)));
-  std::vector<double> ticks;
-  const auto firstTick = static_cast<int>(std::ceil(low / step - 1e-6));
-  const auto lastTick = static_cast<int>(std::floor(high / step + 1e-6));
-  for (int i = firstTick; i <= lastTick; ++i) ticks.push_back(i * step);
+void PictureLayout::AddTo(CLI::App& command) {
+  command.add_flag("--no-bar", noBar_, "leave out the colour scale");
+  command.add_option("--scale", scale_, "picture pixels per camera pixel")
+      ->check(CLI::Range(1, 16).description(""))
+      ->type_name("N")
+      ->capture_default_str();
+}
 
-  uint32_t labelWidth = LabelWidth(scale.Unit(), digits);
-  for (double value : ticks)
-    labelWidth = std::max(labelWidth, LabelWidth(TickText(value, step), digits));
-  const uint32_t barLeft = picture.width + digits;
-  const uint32_t barWidth = digits * 3 / 2;
-  const uint32_t labelLeft = barLeft + barWidth + 2 * tick;
-  Picture canvas(labelLeft + labelWidth + digits / 2, picture.height, kBackground);
-  Paste(canvas, picture, 0, 0);
+Picture PictureLayout::ScaleBarFor(uint32_t rows, const ColourScale& scale) const {
+  return noBar_ ? Picture() : DrawScaleBar(rows * scale_, scale);
+}
 
-  const uint32_t frame = std::max(digits / 12, uint32_t{1});
-  FillBox(canvas, barLeft - frame, barTop - frame, barWidth + 2 * frame, barHeight + 2 * frame,
-          kInk);
-  for (uint32_t y = 0; y < barHeight; ++y) {
-    const double share = (y + 0.5) / barHeight;
-    FillBox(canvas, barLeft, barTop + y, barWidth, 1, scale.ColourAt(high - share * (high - low)));
-  }
-  for (double value : ticks) {
-    const double share = std::clamp((high - value) / (high - low), 0.0, 1.0);
-    const auto y = static_cast<uint32_t>(std::lround(barTop + share * barHeight));
-    FillBox(canvas, barLeft + barWidth + frame, y - frame, tick, frame, kInk);
-    DrawLabel(canvas, labelLeft, y - digits / 2, digits, TickText(value, step), kInk);
-  }
-  DrawLabel(canvas, labelLeft, digits / 2, digits, scale.Unit(), kInk);
-  return canvas;
+Picture PictureLayout::Compose(const Picture& picture, const Picture& bar) const {
+  const Picture enlarged = Enlarge(picture, scale_);
+  if (bar.width == 0) return enlarged;
+  Picture whole(enlarged.width + bar.width, enlarged.height);
+  Paste(whole, enlarged, 0, 0);
+  Paste(whole, bar, enlarged.width, 0);
+  return whole;
 }

@@ -2,6 +2,7 @@
 #ifndef ZOCAM_TOOLS_SCALE_BAR_H
 #define ZOCAM_TOOLS_SCALE_BAR_H
 
+#include <CLI/CLI.hpp>
 #include <map>
 
 #include "tools/measurement.h"
@@ -25,7 +26,19 @@ class ColourScale {
   std::map<double, double> levels_;  // display level by value; straight in between
 };
 
-// The picture with the scale at its right.
-Picture WithScaleBar(const Picture& picture, const ColourScale& scale);
+// How a picture is written: how far enlarged, and whether with the scale at its right.
+class PictureLayout {
+ public:
+  // Adds --scale and --no-bar.
+  void AddTo(CLI::App& command);
+
+  // The scale for pictures of so many rows, before they are enlarged; empty when left out.
+  Picture ScaleBarFor(uint32_t rows, const ColourScale& scale) const;
+  Picture Compose(const Picture& picture, const Picture& bar) const;
+
+ private:
+  uint32_t scale_ = 4;
+  bool noBar_ = false;
+};
 
 #endif

@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "tools/advice.h"
-#include "tools/camera_summary.h"
 #include "tools/commands.h"
 #include "tools/decode_options.h"
 #include "tools/measurement.h"
@@ -22,12 +21,11 @@ struct SnapshotOptions {
   std::optional<std::chrono::milliseconds> at;
   DecodeOptions decoding;
   PictureOptions picture;
+  PictureLayout layout;
   std::string picturePath;
   std::string valuesPath;
   std::string csvPath;
   uint32_t average = 1;
-  uint32_t scale = 4;
-  bool noBar = false;
 };
 
 // When the picture was taken. A recording tells local time only, not the zone.
@@ -41,22 +39,14 @@ std::string TimeText(const Measurement& measurement) {
   return text;
 }
 
-std::vector<PngText> DescribeOrigin(const Measurement& measurement, const zocam::Device& device) {
-  return {{"Software", "zocam " ZOCAM_VERSION},
-          {"Source", device.ProductName() + " " + ProductText(device.ProductId()) + ", serial " +
-                         std::to_string(device.SerialNumber())},
-          {"Creation Time", TimeText(measurement)}};
-}
-
 void WritePicture(const SnapshotOptions& options, const Measurement& measurement,
                   zocam::Device& device) {
   options.picture.ApplyRange(device);
   const RenderedMeasurement rendered = RenderMeasurement(measurement, device, options.picture);
-  Picture picture = Enlarge(rendered.picture, options.scale);
-  if (!options.noBar)
-    picture =
-        WithScaleBar(picture, ColourScale(measurement, rendered.grey, device, options.picture));
-  WriteOutputFile(options.picturePath, EncodePng(picture, DescribeOrigin(measurement, device)));
+  const ColourScale scale(measurement, rendered.grey, device, options.picture);
+  const Picture bar = options.layout.ScaleBarFor(rendered.picture.height, scale);
+  WriteOutputFile(options.picturePath, EncodePng(options.layout.Compose(rendered.picture, bar),
+                                                 DescribeOrigin(device, TimeText(measurement))));
 }
 
 // One line per image row: degrees Celsius, kelvin or counts.
@@ -90,7 +80,7 @@ int TakeSnapshot(SnapshotOptions& options) {
   if (!options.picturePath.empty()) WritePicture(options, measurement, device);
   if (!options.valuesPath.empty())
     WriteOutputFile(options.valuesPath, EncodePng(measurement.image, measurement.quantity,
-                                                  DescribeOrigin(measurement, device)));
+                                                  DescribeOrigin(device, TimeText(measurement))));
   if (!options.csvPath.empty()) WriteCsv(options.csvPath, measurement);
   const ValueSummary seen = Summarise(measurement.image, measurement.quantity, device);
   std::printf("%s\n", SummaryText(seen, measurement.quantity, 2).c_str());
@@ -106,6 +96,7 @@ void AddSnapshotCommand(CLI::App& app, Action& action) {
   command->add_option("-o,--output", options->picturePath, "the picture, a PNG")->type_name("FILE");
   AddOffsetOption(*command, "--at", options->at, "of a recording: the time of the frame to take");
   options->picture.AddTo(*command);
+  options->layout.AddTo(*command);
   options->decoding.AddTo(*command);
   command->add_option("--average", options->average, "number of frames to take the mean of")
       ->check(CLI::Range(1, 1000).description(""))
@@ -119,10 +110,5 @@ void AddSnapshotCommand(CLI::App& app, Action& action) {
       ->add_option("--csv", options->csvPath,
                    "the values, a table: degrees Celsius (--subtract: kelvin, --by-raw: counts)")
       ->type_name("FILE");
-  command->add_flag("--no-bar", options->noBar, "leave out the colour scale");
-  command->add_option("--scale", options->scale, "picture pixels per camera pixel")
-      ->check(CLI::Range(1, 16).description(""))
-      ->type_name("N")
-      ->capture_default_str();
   command->callback([&action, options] { action = [options] { return TakeSnapshot(*options); }; });
 }

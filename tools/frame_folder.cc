@@ -1,0 +1,56 @@
+// A folder with a picture, or the measured values, of each frame.
+#include <cstdio>
+#include <filesystem>
+
+#include "tools/advice.h"
+#include "tools/frame_sink.h"
+#include "tools/offset_text.h"
+#include "tools/output_file.h"
+#include "tools/png_file.h"
+#include "tools/tiff_file.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class FrameFolder : public FrameSink {
+ public:
+  FrameFolder(const FolderOptions& options, const zocam::Recording& film, SteadyPictures& pictures)
+      : options_(options), film_(film), pictures_(pictures) {
+    std::error_code error;
+    fs::create_directories(options.path, error);
+    const bool isEmpty = !error && fs::is_empty(options.path, error);
+    if (error) throw ToolError("cannot write to " + options.path + ": " + error.message());
+    if (!isEmpty && !options.overwrite)
+      throw ToolError("folder " + options.path + " is not empty; name another, or add --overwrite");
+  }
+
+  void Add(const ExportedFrame& frame) override {
+    const uint32_t number = options_.byPosition ? frame.position : frame.stamp.number;
+    const char* suffix = options_.kind == FrameFile::kTiffValues ? "tiff" : "png";
+    char name[32];
+    std::snprintf(name, sizeof name, "frame-%06u.%s", unsigned{number}, suffix);
+    WriteOutputFile(fs::path(options_.path) / name, Encode(frame));
+  }
+
+ private:
+  std::vector<uint8_t> Encode(const ExportedFrame& frame) {
+    if (options_.kind == FrameFile::kTiffValues)
+      return EncodeTiff(frame.image, frame.quantity, SourceText(film_), frame.stamp.dateTime);
+    const std::vector<PngText> origin = DescribeOrigin(film_, DateTimeText(frame.stamp.dateTime));
+    if (options_.kind == FrameFile::kPngValues)
+      return EncodePng(frame.image, frame.quantity, origin);
+    return EncodePng(pictures_.Render(frame.frame), origin);
+  }
+
+  const FolderOptions options_;
+  const zocam::Recording& film_;
+  SteadyPictures& pictures_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSink> MakeFolder(const FolderOptions& options, const zocam::Recording& film,
+                                      SteadyPictures& pictures) {
+  return std::make_unique<FrameFolder>(options, film, pictures);
+}

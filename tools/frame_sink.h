@@ -1,0 +1,55 @@
+// Where exported frames go: one kind for each kind of output.
+#ifndef ZOCAM_TOOLS_FRAME_SINK_H
+#define ZOCAM_TOOLS_FRAME_SINK_H
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zocam/zocam.hpp"
+
+#include "tools/quantity.h"
+#include "tools/region.h"
+#include "tools/steady_pictures.h"
+
+struct ExportedFrame {
+  const zocam::Frame& frame;
+  const zocam::TemperatureImage& image;
+  Quantity quantity;
+  zocam::FrameStamp stamp;
+  uint32_t position;  // in the recording, from 1
+};
+
+class FrameSink {
+ public:
+  FrameSink() = default;
+  virtual ~FrameSink() = default;
+  FrameSink(const FrameSink&) = delete;
+  FrameSink& operator=(const FrameSink&) = delete;
+
+  virtual void Add(const ExportedFrame& frame) = 0;
+  // What was added so far becomes the output. Without it a file does not come to be.
+  virtual void Finish() {}
+};
+
+// What a folder holds for each frame.
+enum class FrameFile { kPicture, kPngValues, kTiffValues };
+struct FolderOptions {
+  std::string path;
+  FrameFile kind = FrameFile::kPicture;
+  bool overwrite = false;
+  bool byPosition = false;  // files are numbered so, not by the frames' numbers
+};
+
+// Each throws ToolError when the output cannot be begun. What they are given must outlive them.
+std::unique_ptr<FrameSink> MakeFolder(const FolderOptions& options, const zocam::Recording& film,
+                                      SteadyPictures& pictures);
+std::unique_ptr<FrameSink> MakeArray(const std::string& path, const zocam::Recording& film);
+std::unique_ptr<FrameSink> MakeTable(const std::string& path, const std::vector<Region>& spots,
+                                     const std::vector<Region>& areas,
+                                     const zocam::Recording& film);
+std::unique_ptr<FrameSink> MakeVideo(const std::string& path, const std::string& rate,
+                                     SteadyPictures& pictures);
+
+#endif

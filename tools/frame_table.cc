@@ -1,0 +1,68 @@
+// A table of values over time, a line for each frame.
+#include <cstdio>
+#include <initializer_list>
+
+#include "tools/frame_sink.h"
+#include "tools/offset_text.h"
+#include "tools/output_file.h"
+
+namespace {
+
+class FrameTable : public FrameSink {
+ public:
+  FrameTable(const std::string& path, const std::vector<Region>& spots,
+             const std::vector<Region>& areas, const zocam::Recording& film)
+      : film_(film), spots_(spots), areas_(areas), file_(path) {
+    // Names with commas stand in quotes.
+    std::string head = "frame,seconds,date";
+    if (spots.empty() && areas.empty()) head += ",min,max,mean,centre";
+    for (const Region& spot : spots) head += ",\"spot " + spot.text + "\"";
+    for (const Region& area : areas)
+      for (const char* value : {"min", "max", "mean"})
+        head += ",\"area " + area.text + " " + value + "\"";
+    file_.Write(head + "\n");
+  }
+
+  void Add(const ExportedFrame& frame) override {
+    char text[64];
+    std::snprintf(text, sizeof text, "%u,%.3f,", unsigned{frame.stamp.number},
+                  static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0);
+    line_ = text + DateTimeText(frame.stamp.dateTime);
+    if (spots_.empty() && areas_.empty()) {
+      const ValueSummary seen = Summarise(frame.image, frame.quantity, film_);
+      AppendCells(frame.quantity, {seen.minimum, seen.maximum, seen.mean, seen.centre});
+    }
+    for (const Region& spot : spots_)
+      AppendCells(frame.quantity, {ValuesIn(spot, frame.image, frame.quantity).mean});
+    for (const Region& area : areas_) {
+      const RegionValues seen = ValuesIn(area, frame.image, frame.quantity);
+      AppendCells(frame.quantity, {seen.minimum, seen.maximum, seen.mean});
+    }
+    file_.Write(line_ + "\n");
+  }
+
+  void Finish() override { file_.Commit(); }
+
+ private:
+  void AppendCells(Quantity quantity, std::initializer_list<double> values) {
+    for (const double value : values) {
+      char cell[32];
+      std::snprintf(cell, sizeof cell, ",%.*f", quantity == Quantity::kCounts ? 0 : 2, value);
+      line_ += cell;
+    }
+  }
+
+  const zocam::Recording& film_;
+  const std::vector<Region>& spots_;
+  const std::vector<Region>& areas_;
+  OutputStream file_;
+  std::string line_;
+};
+
+}  // namespace
+
+std::unique_ptr<FrameSink> MakeTable(const std::string& path, const std::vector<Region>& spots,
+                                     const std::vector<Region>& areas,
+                                     const zocam::Recording& film) {
+  return std::make_unique<FrameTable>(path, spots, areas, film);
+}

@@ -1,0 +1,41 @@
+// Pictures of a recording that keep their brightness: one gain and one colour scale for all of
+// them.
+#ifndef ZOCAM_TOOLS_STEADY_PICTURES_H
+#define ZOCAM_TOOLS_STEADY_PICTURES_H
+
+#include <chrono>
+
+#include "zocam/zocam.hpp"
+
+#include "tools/picture.h"
+#include "tools/picture_options.h"
+#include "tools/scale_bar.h"
+
+struct TimeRange {
+  std::chrono::milliseconds from{};
+  std::chrono::milliseconds to = zocam::Recording::kToTheEnd;  // both belong to it
+};
+
+class SteadyPictures {
+ public:
+  // The recording has been given its options for decoding. The gain is made of the range.
+  SteadyPictures(zocam::Recording& film, const PictureOptions& options, const PictureLayout& layout,
+                 TimeRange range)
+      : film_(film), options_(options), layout_(layout), range_(range) {}
+
+  // The first frame, which must have temperatures, takes as long as a scan of the recording.
+  Picture Render(const zocam::Frame& frame);
+
+ private:
+  void MakeGain() const;
+  ColourScale ScaleOf(const zocam::Frame& frame) const;
+
+  zocam::Recording& film_;
+  const PictureOptions& options_;
+  const PictureLayout& layout_;
+  const TimeRange range_;
+  bool ready_ = false;
+  Picture bar_;
+};
+
+#endif

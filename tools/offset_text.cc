@@ -1,6 +1,7 @@
 #include "tools/offset_text.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -36,7 +37,7 @@ std::optional<milliseconds> ParseOffset(std::string_view text) {
     if (isLast) break;
     text.remove_prefix(colon + 1);
   }
-  return milliseconds(static_cast<int64_t>(seconds * 1000.0 + 0.5));
+  return milliseconds(std::llround(seconds * 1000.0));
 }
 
 std::string OffsetText(milliseconds offset) {

@@ -1,6 +1,6 @@
 # Debian packages: libzocam1 (to run), libzocam-dev (to build), zocam-tools (the commands),
 # libzocam-doc. Built by scripts/package, whose preset installs into /usr.
-set(ZOCAM_MAINTAINER "The zocam developers <zocam@localhost>" CACHE STRING "Of the packages")
+set(ZOCAM_MAINTAINER "The zocam developers <maintainers@zocam.invalid>" CACHE STRING "Of the packages")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zocam)
@@ -17,6 +17,7 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${ZOCAM_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/lib)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+file(WRITE ${CMAKE_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 # One Debian changelog for all, from the project's own.
@@ -45,12 +46,13 @@ zocam_package(lib libzocam1 libs "Library for a family of small USB thermal came
  them into temperature images and pictures; records streams and plays them back.")
 zocam_package(dev libzocam-dev libdevel "Thermal camera library: files for development
  Headers for C and C++, and what pkg-config and CMake need to find libzocam.")
+set(CPACK_DEBIAN_LIB_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/debian/triggers)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${exact_library}")
 set(CPACK_DEBIAN_DEV_PACKAGE_SHLIBDEPS OFF)
 if(ZOCAM_BUILD_TOOLS AND ZOCAM_BUILD_SIM)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   zocam_package(tools zocam-tools video "Commands for a family of small USB thermal cameras
- zocam lists cameras, takes pictures and measures temperatures, shows them live,
+ zocam lists cameras, takes pictures, measures temperatures, shows them live,
  records, plays and exports. zocam-sim runs any program with virtual cameras.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${exact_library}")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "ffmpeg")

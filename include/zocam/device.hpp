@@ -47,6 +47,13 @@ struct FrameStamp {
 
 namespace detail {
 
+/** A time of a recording. Files may claim any; what no camera can record becomes a hundred years,
+ * so that sums and nanoseconds of it stay within their type. */
+inline std::chrono::milliseconds TimeOffset(uint64_t ms) noexcept {
+  constexpr uint64_t kMost = 100ULL * 366 * 24 * 60 * 60 * 1000;
+  return std::chrono::milliseconds(static_cast<int64_t>(std::min(ms, kMost)));
+}
+
 /**
  * A handle and all that its thread reaches, at a fixed place on the heap. The handle ends before
  * anything else here does, and with it the thread.
@@ -79,7 +86,7 @@ struct Session {
     if (kind == Kind::kCamera) return std::nullopt;
     FrameStamp stamp;
     stamp.number = ZoLib_GetFileCurrentFrameNumber(handle);
-    stamp.timeOffset = std::chrono::milliseconds(ZoLib_GetFileCurrentTimeOffset(handle));
+    stamp.timeOffset = TimeOffset(ZoLib_GetFileCurrentTimeOffset(handle));
     ZoLib_GetFileCurrentDateTime(handle, &stamp.dateTime);
     return stamp;
   }
@@ -299,7 +306,9 @@ class Device {
   std::optional<FrameCopy> NextFrame(std::chrono::milliseconds timeout) {
     using Clock = std::chrono::steady_clock;
     constexpr auto kLookAtDevice = std::chrono::milliseconds(100);
-    const Clock::time_point deadline = Clock::now() + timeout;
+    constexpr auto kLongest = std::chrono::hours(24 * 365);  // of which the clock can be told
+    const Clock::time_point deadline =
+        Clock::now() + std::min<std::chrono::milliseconds>(timeout, kLongest);
     detail::Session& session = *session_;
     if (session.kind == Kind::kPassiveRecording) return ReadNextFrame();
     std::unique_lock lock(session.streamMutex);

@@ -87,10 +87,12 @@ class Recording : public Device {
    * middle of the file. */
   uint32_t LastFrameNumber() const noexcept { return ZoLib_GetFileFrames(Handle()); }
   /** Time offset of the last frame. */
-  Milliseconds Length() const noexcept { return Milliseconds(ZoLib_GetFileTimeLength(Handle())); }
+  Milliseconds Length() const noexcept {
+    return detail::TimeOffset(ZoLib_GetFileTimeLength(Handle()));
+  }
   /** Time offset of the first frame. */
   Milliseconds HeadTimeOffset() const noexcept {
-    return Milliseconds(ZoLib_GetFileHeadTimeOffset(Handle()));
+    return detail::TimeOffset(ZoLib_GetFileHeadTimeOffset(Handle()));
   }
   /** Local time of the first frame. */
   DateTime16 HeadDateTime() const noexcept {

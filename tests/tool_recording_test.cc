@@ -71,9 +71,17 @@ TEST_F(Tool, RecordsExactlyWhatWasAskedForAndSaysIt) {
   EXPECT_EQ(Zocam(kCamera, "record --overwrite --seconds 0.6 -o " + path).status, 0);
   EXPECT_GT(FramesIn(path).back(), 450ms);
   EXPECT_LT(FramesIn(path).back(), 900ms);
-  EXPECT_EQ(Zocam(kCamera, "record --frames 2 --seconds 1 -o x").status, 2);
-  EXPECT_EQ(Zocam(kCamera, "record --until 24:00 -o x").status, 2);
-  EXPECT_EQ(Zocam(kCamera, "record --max-size 5X -o x").status, 2);
+  for (const char* wrong :
+       {"--frames 2 --seconds 1", "--until 24:00", "--max-size 5X", "--seconds 0", "--seconds -0",
+        "--seconds 300000:0:0", "--frames 0", "--frames -1", "--frames 99999999999999999999999"}) {
+    const Outcome usage = Zocam("", "record " + std::string(wrong) + " -o x");
+    EXPECT_EQ(usage.status, 2) << wrong;
+    EXPECT_LT(usage.out.size(), 200u) << usage.out;
+  }
+  EXPECT_EQ(
+      Zocam(kCamera, "record --overwrite --seconds 277000:0:0 --max-size 0.2M -o " + path).status,
+      0);
+  EXPECT_EQ(FramesIn(path).size(), 5u) << "a long time was over at once";
 }
 
 TEST_F(Tool, LeavesAWholeRecordingHoweverItEnds) {
@@ -118,6 +126,43 @@ TEST_F(Tool, RecordsToNothingButAFileOfItsOwn) {
   EXPECT_EQ(none.status, 1);
   EXPECT_TRUE(Has(none.out, "nothing was recorded")) << none.out;
   EXPECT_EQ(FileCount(), 1u) << "an empty recording was left";
+  const Outcome camera = Zocam("", "record " + File("pipe") + " -o " + File("x.y4m"));
+  EXPECT_TRUE(Has(camera.out, "it is no file")) << camera.out;
+}
+
+TEST_F(Tool, LosesNeitherWhatWasThereNorWhatItRecorded) {
+  const std::string path = File("a.y4m"), other = File("b.y4m");
+  const std::string silent = "timeout --preserve-status -s INT 0.7 " ZOCAM_SIM
+                             " -c 6103,fps=0.01 -- " ZOCAM_TOOL " record -o " +
+                             path;
+  ASSERT_EQ(Zocam(kCamera, "record --frames 3 -o " + path).status, 0);
+  EXPECT_EQ(Shell(silent + " --overwrite").status, 1);
+  EXPECT_EQ(Zocam("", "record " + path + " -o " + other).out,
+            "zocam: " + path + " is a recording; this command needs a camera\n");
+  EXPECT_EQ(FramesIn(path).size(), 3u);
+  EXPECT_EQ(FileCount(), 1u);
+
+  // The name belongs to the first recorder, also before its first frame.
+  std::filesystem::remove(path);
+  const Outcome second = Shell(silent + " >/dev/null & sleep 0.4; " ZOCAM_SIM " " + kCamera +
+                               " -- " ZOCAM_TOOL " record --frames 2 -o " + path + "; wait");
+  EXPECT_TRUE(Has(second.out, path + " exists")) << second.out;
+  EXPECT_EQ(FileCount(), 0u);
+
+  const Outcome moved = Shell("{ sleep 0.7; mv " + path + " " + other + "; } & " ZOCAM_SIM " " +
+                              kCamera + " -- " ZOCAM_TOOL " record --seconds 1.2 -o " + path);
+  EXPECT_EQ(moved.status, 1);
+  EXPECT_TRUE(Has(moved.out, "was moved")) << moved.out;
+  EXPECT_GT(FramesIn(other).size(), 30u);
+
+  std::filesystem::create_hard_link(other, path);
+  const auto bytes = std::filesystem::file_size(other);
+  for (const std::string& outputs : {"-o " + path, "-o " + File("p") + " --csv " + File("./p")}) {
+    const Outcome refused = Zocam("", "snapshot " + other + " " + outputs);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(Has(refused.out, "cannot write ")) << refused.out;
+  }
+  EXPECT_EQ(std::filesystem::file_size(other), bytes);
 }
 
 TEST_F(Tool, PlaysIntoAPipeUpToTheEndOrToTheDamage) {
@@ -143,6 +188,32 @@ TEST_F(Tool, PlaysIntoAPipeUpToTheEndOrToTheDamage) {
   const Outcome damaged = Zocam("", "play --speed 0 " + path);
   EXPECT_EQ(damaged.status, 1);
   EXPECT_TRUE(HasInOrder(damaged.out, {"frame 10  damaged", "damaged after", "zocam check"}));
+
+  zocam::Recording film = zocam::Recording::OpenPassive(path);
+  film.StartQueue();
+  Playhead playhead(film);
+  const auto at = [&] { return playhead.Stamp().number; };
+  while (playhead.Forward()) continue;
+  EXPECT_EQ(at(), 10u);
+  EXPECT_TRUE(playhead.Back());
+  EXPECT_EQ(at(), 9u);
+  EXPECT_FALSE(playhead.Damage());
+  playhead.GoTo(0ms);
+  EXPECT_EQ(at(), 1u);
+  EXPECT_TRUE(playhead.Forward());
+  playhead.GoToEnd();
+  const uint32_t end = at();
+  EXPECT_EQ(playhead.Damage().has_value(), end == 10u) << end;
+  playhead.Back();
+  playhead.GoTo(playhead.Stamp().timeOffset + 10s);
+  EXPECT_EQ(at(), end);
+  playhead.GoTo(0ms);
+  EXPECT_EQ(at(), 1u);
+  EXPECT_TRUE(playhead.Gap());
+
+  EXPECT_EQ(Zocam("", "play --speed nan " + path).status, 2);
+  for (const std::string& noFile : {std::string("/dev/zero"), folder_.string()})
+    EXPECT_TRUE(Has(Zocam("", "play " + noFile).out, noFile + ": it is no file"));
 }
 
 TEST_F(Tool, ObeysKeysWhilePlayingInATerminal) {
@@ -152,13 +223,15 @@ TEST_F(Tool, ObeysKeysWhilePlayingInATerminal) {
     return Shell("{ sleep 0.2; printf '" + keys + "'; sleep 1; } | timeout 20 script -qec '" +
                  ZOCAM_TOOL " play --speed 0.1 " + path + "' /dev/null");
   };
-  // Pause, start, two on, one back with an arrow, the end, one back, two plays on.
-  const Outcome outcome = play(R"( 0..\033[D\033[4~,[\033OC+ q)");
+  // Pause, start, two on, one back with an arrow, the end, one back, two plays on, the
+  // end, and again.
+  const Outcome outcome = play(R"( 0..\033[D\033[4~,[\033OC+ \033[4~ q)");
   EXPECT_EQ(outcome.status, 0);
-  EXPECT_TRUE(HasInOrder(outcome.out,
-                         {"\x1b[?1049h", "frame 1  paused", "frame 2  paused", "frame 3  paused",
-                          "frame 2  paused", "frame 12  end", "frame 11  paused", "frame 1  paused",
-                          "frame 2  paused", "frame 2  x0.2", "\x1b[?1049l"}))
+  EXPECT_TRUE(HasInOrder(
+      outcome.out,
+      {"\x1b[?1049h", "frame 1  paused", "frame 2  paused", "frame 3  paused", "frame 2  paused",
+       "frame 12  end", "frame 11  paused", "frame 1  paused", "frame 2  paused", "frame 2  x0.2",
+       "frame 12  end", "frame 1  x0.2", "\x1b[?1049l"}))
       << outcome.out;
 }
 
@@ -230,7 +303,8 @@ TEST(RecordingLimits, AreReadAsPeopleWriteThem) {
   EXPECT_EQ(ParseByteSize("700"), 700u);
   for (const char* text : {"", "G", "1GB", "-1M", "0", "1e30", "nan", "1 M"})
     EXPECT_FALSE(ParseByteSize(text)) << text;
-  for (const char* text : {"", ":", "7", "7:5", "24:00", "12:60", "-1:00", "1:2:3", "12:30pm"})
+  for (const char* text :
+       {"", ":", "7", "7:5", "24:00", "12:60", "-1:00", "12:-0", "1:2:3", "12:30pm"})
     EXPECT_FALSE(ParseTimeOfDay(text)) << text;
 
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);

@@ -25,7 +25,9 @@ CellSize FitCells(uint32_t width, uint32_t height, CellSize most) {
 }
 
 std::vector<std::string> HalfBlockRows(const Picture& picture, CellSize size) {
-  const Picture cells = Resample(picture, size.columns, size.rows * 2);
+  // Where there is room for it, blended instead of in squares.
+  const bool fits = size.columns >= picture.width * kMagnifierFactor;
+  const Picture cells = Resample(fits ? Magnify(picture) : picture, size.columns, size.rows * 2);
   std::vector<std::string> rows(size.rows);
   for (uint32_t y = 0; y < size.rows; ++y) {
     // A colour stays until it is changed.

@@ -10,6 +10,7 @@
 struct CellSize {
   uint32_t columns;
   uint32_t rows;
+  bool operator==(const CellSize&) const = default;
 };
 
 // The largest size in cells, not above most, that keeps the picture's shape.

@@ -4,6 +4,8 @@
 
 #include "tools/half_blocks.h"
 #include "tools/measurement.h"
+#include "tools/parsed_option.h"
+#include "tools/png_file.h"
 #include "tools/quantity.h"
 #include "tools/terminal_window.h"
 
@@ -36,14 +38,13 @@ std::string AsLines(const std::vector<std::string>& rows) {
 void ViewOptions::AddTo(CLI::App& command) {
   picture.AddTo(command);
   decoding.AddTo(command);
-  command.add_option("--frames", frames, "end after so many frames")->type_name("N");
+  AddCountOption(command, "--frames", frames, "end after so many frames");
 }
 
 LiveView::LiveView(zocam::Device& device, ViewOptions& options, std::string keys)
     : device_(device),
       options_(options),
-      title_(device.Label() + "  " + device.ProductName() + "  " +
-             std::to_string(device.SerialNumber()) +
+      title_(device.Label() + "  " + SourceText(device) +
              (screen_.HasKeys() ? "   " + std::move(keys) : "")) {}
 
 bool LiveView::IsQuit(const std::string& key) { return key == "q" || key == "Q" || key == "\x03"; }
@@ -68,7 +69,7 @@ void LiveView::ShowNotice(const std::string& text) {
 void LiveView::FollowWindow() {
   if (!IsTerminal()) return;
   const CellSize window = screen_.Size();
-  if (window.columns != window_.columns || window.rows != window_.rows) Show(status_);
+  if (window != window_) Show(status_);
 }
 
 void LiveView::Show(const std::string& status) {
@@ -89,8 +90,7 @@ void LiveView::Show(const std::string& status) {
 
 // In one go over what was there before, so that nothing flickers.
 std::string LiveView::AsScreen(const std::vector<std::string>& rows, CellSize window) const {
-  const bool resized = window.columns != window_.columns || window.rows != window_.rows;
-  std::string text = resized ? "\x1b[?2026h\x1b[2J\x1b[H" : "\x1b[?2026h\x1b[H";
+  std::string text = window != window_ ? "\x1b[?2026h\x1b[2J\x1b[H" : "\x1b[?2026h\x1b[H";
   for (size_t i = 0; i < rows.size(); ++i) {
     text += rows[i] + "\x1b[K";
     if (i + 1 < rows.size()) text += "\r\n";

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/parsed_option.h"
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -16,7 +18,7 @@ std::optional<double> ParsePlain(std::string_view text) {
   const auto [end, error] =
       std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
   if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
-  if (!(value >= 0.0 && value <= kMostSeconds)) return std::nullopt;
+  if (text.starts_with('-') || !(value >= 0.0 && value <= kMostSeconds)) return std::nullopt;
   return value;
 }
 
@@ -37,6 +39,7 @@ std::optional<milliseconds> ParseOffset(std::string_view text) {
     if (isLast) break;
     text.remove_prefix(colon + 1);
   }
+  if (seconds > kMostSeconds) return std::nullopt;
   return milliseconds(std::llround(seconds * 1000.0));
 }
 
@@ -66,16 +69,7 @@ std::string DateTimeText(const DateTime16& time) {
 
 CLI::Option* AddOffsetOption(CLI::App& command, const std::string& name,
                              std::optional<milliseconds>& value, const std::string& what) {
-  return command
-      .add_option_function<std::string>(
-          name, [&value](const std::string& text) { value = ParseOffset(text); }, what)
-      ->check(CLI::Validator(
-          [](const std::string& text) {
-            return ParseOffset(text)
-                       ? std::string()
-                       : "\"" + text +
-                             "\" is no time; write seconds or minutes:seconds, as 90.5 or 1:30.5";
-          },
-          ""))
+  return AddParsed(command, name, value, ParseOffset, what,
+                   "seconds or minutes:seconds, as 90.5 or 1:30.5")
       ->type_name("TIME");
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "zocam/zocam.h"
+
 namespace {
 
 // The pixels of one axis that fall on new pixel i; at least one.
@@ -41,7 +43,17 @@ Picture Resample(const Picture& picture, uint32_t width, uint32_t height) {
   return result;
 }
 
+Picture Magnify(const Picture& picture) {
+  Picture result(picture.width * kMagnifierFactor, picture.height * kMagnifierFactor);
+  static_assert(sizeof(Rgb) == 3);
+  ZoLib_Magnify3(picture.pixels.data()->data(), picture.width, picture.height,
+                 result.pixels.data()->data(), static_cast<uint32_t>(result.pixels.size() * 3), 3,
+                 0);
+  return result;
+}
+
 Picture Enlarge(const Picture& picture, uint32_t factor) {
+  if (factor % kMagnifierFactor == 0) return Enlarge(Magnify(picture), factor / kMagnifierFactor);
   return Resample(picture, picture.width * factor, picture.height * factor);
 }
 

@@ -28,7 +28,12 @@ struct Picture {
   std::vector<Rgb> pixels;  // row by row
 };
 
-// Every pixel becomes a square of factor x factor pixels.
+// Three times as wide and high; each pixel's block blends it with its neighbours.
+inline constexpr uint32_t kMagnifierFactor = 3;
+Picture Magnify(const Picture& picture);
+
+// Every pixel becomes a square of factor x factor pixels: blended where the factor is a multiple of
+// three, of one colour otherwise.
 Picture Enlarge(const Picture& picture, uint32_t factor);
 
 // To any size: the mean of the pixels that fall on a new one, or the nearest pixel when enlarging.

@@ -2,6 +2,7 @@
 #include "tools/play.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "tools/commands.h"
 #include "tools/end_signal.h"
 #include "tools/offset_text.h"
+#include "tools/parsed_option.h"
 #include "tools/playhead.h"
 #include "tools/source.h"
 
@@ -25,6 +27,7 @@ constexpr Seconds kLongestGap = 10s;  // a longer one (no camera, a wrong time) 
 constexpr auto kJump = 10s;
 constexpr double kSlowest = 1.0 / 64;
 constexpr double kFastest = 64.0;
+constexpr double kMostSpeed = 1000.0;  // as an option
 constexpr const char* kKeys =
     "space pauses  , . step  [ ] jump  + - speed  0 start  l loop  q quits";
 
@@ -43,6 +46,7 @@ class Player {
   Seconds UntilNextFrame();
   bool PlayOn();
   bool Obey(const std::string& key);
+  void PauseOrPlay();
   void Step(bool forward);
   void GoBy(milliseconds distance);
   void ChangeSpeed(double factor);
@@ -117,7 +121,7 @@ void Player::Run(uint64_t frames) {
 // False for a key that does nothing.
 bool Player::Obey(const std::string& key) {
   static const std::map<std::string_view, void (*)(Player&)> acts = {
-      {" ", [](Player& player) { player.paused_ = !player.paused_; }},
+      {" ", [](Player& player) { player.PauseOrPlay(); }},
       {".", [](Player& player) { player.Step(true); }},
       {kKeyRight, [](Player& player) { player.Step(true); }},
       {",", [](Player& player) { player.Step(false); }},
@@ -140,6 +144,12 @@ bool Player::Obey(const std::string& key) {
   act->second(*this);
   shownAt_ = Clock::now();
   return true;
+}
+
+void Player::PauseOrPlay() {
+  const bool atEnd = AtEnd();
+  if (atEnd) playhead_.GoTo(0ms);
+  paused_ = !atEnd && !paused_;
 }
 
 void Player::Step(bool forward) {
@@ -173,6 +183,15 @@ void Player::Show() {
                   OffsetText(stamp.timeOffset) + " / " + OffsetText(film_.Length()) + "  frame " +
                       std::to_string(stamp.number) + "  " + state + "  ",
                   "  " + DateTimeText(stamp.dateTime));
+}
+
+std::optional<double> ParseSpeed(std::string_view text) {
+  double speed = 0.0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), speed, std::chars_format::fixed);
+  if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+  if (!(speed >= 0.0 && speed <= kMostSpeed)) return std::nullopt;
+  return speed;
 }
 
 // One gain of all frames, made before the first is shown.
@@ -213,10 +232,10 @@ void AddPlayCommand(CLI::App& app, Action& action) {
   const auto options = std::make_shared<PlayOptions>();
   AddRecordingArgument(*command, options->view.source);
   AddOffsetOption(*command, "--from", options->from, "where to begin");
-  command->add_option("--speed", options->speed, "2 is twice as fast, 0 without waiting")
-      ->check(CLI::Range(0.0, 1000.0).description(""))
+  AddParsed(*command, "--speed", options->speed, ParseSpeed,
+            "2 is twice as fast, 0 without waiting", "a number from 0 to 1000")
       ->type_name("FACTOR")
-      ->capture_default_str();
+      ->default_str("1");
   command->add_flag("--loop", options->loop, "begin again at the end");
   command->add_flag("--steady", options->steady,
                     "keep one gain for the whole recording, so that its brightness tells");

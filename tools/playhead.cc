@@ -1,33 +1,43 @@
 #include "tools/playhead.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
-#include "tools/offset_text.h"
+#include "tools/end_signal.h"
+#include "tools/source.h"
 
 namespace {
 
 using std::chrono::milliseconds;
 
+auto FieldsOf(const DateTime16& time) {
+  return std::tie(time.year, time.month, time.day, time.hour, time.minute, time.second,
+                  time.millisecond);
+}
+
 // Numbers and times come again where a recording was started again in the middle of its file.
 bool IsSameFrame(const zocam::FrameStamp& a, const zocam::FrameStamp& b) {
   return a.number == b.number && a.timeOffset == b.timeOffset &&
-         DateTimeText(a.dateTime) == DateTimeText(b.dateTime);
+         FieldsOf(a.dateTime) == FieldsOf(b.dateTime);
 }
 
 }  // namespace
 
-Playhead::Playhead(zocam::Recording& film) : film_(film), here_(Read()) {
+Playhead::Playhead(zocam::Recording& film) : film_(film) {
+  here_ = Read();
   if (here_) return;
   if (!damage_) GoToEnd();
+  if (here_) return;
   if (damage_) throw zocam::Error(*damage_);
-  if (!here_)
-    throw zocam::Error(ZO_STATUS_INVALID_FILE_FORMAT, film.Label() + ": no frame can be read");
+  throw zocam::Error(ZO_STATUS_INVALID_FILE_FORMAT, film.Label() + ": no frame can be read");
 }
 
-std::optional<zocam::FrameCopy> Playhead::Read() {
+std::optional<Playhead::Place> Playhead::Read() {
   try {
-    return film_.NextFrame();
+    const auto frame = Reader().NextFrame();
+    if (!frame) return std::nullopt;
+    return Place{{frame->Bytes().begin(), frame->Bytes().end()}, *frame->Stamp()};
   } catch (const zocam::Error& error) {
     damage_ = error;
     return std::nullopt;
@@ -35,9 +45,12 @@ std::optional<zocam::FrameCopy> Playhead::Read() {
 }
 
 bool Playhead::Seek(milliseconds time) {
-  if (damage_) return false;
+  next_.reset();
   try {
-    return film_.Seek(time);
+    // What has met damage reads nothing more.
+    if (damage_) reopened_.emplace(OpenRecording(film_.Label()));
+    damage_.reset();
+    return Reader().Seek(time);
   } catch (const zocam::Error& error) {
     damage_ = error;
     return false;
@@ -45,15 +58,14 @@ bool Playhead::Seek(milliseconds time) {
 }
 
 std::optional<milliseconds> Playhead::Gap() {
-  if (!next_) next_ = Read();
+  if (!next_ && !damage_) next_ = Read();
   if (!next_) return std::nullopt;
-  return std::max(next_->Stamp()->timeOffset - Stamp().timeOffset, milliseconds(0));
+  return std::max(next_->stamp.timeOffset - Stamp().timeOffset, milliseconds(0));
 }
 
 bool Playhead::Forward() {
   if (!Gap()) return false;
-  here_ = std::move(next_);
-  next_.reset();
+  here_ = std::exchange(next_, std::nullopt);
   return true;
 }
 
@@ -62,25 +74,45 @@ bool Playhead::Back() {
   // Walks up to the frame here from a little before it, or else from the recording's beginning.
   for (milliseconds from : {here.timeOffset - milliseconds(1), milliseconds(0)}) {
     if (!Seek(from)) continue;
-    std::optional<zocam::FrameCopy> before;
-    while ((next_ = Read()) && !IsSameFrame(*next_->Stamp(), here)) before = std::move(next_);
+    std::optional<Place> before;
+    while (EndSignal() == 0 && (next_ = Read()) && !IsSameFrame(next_->stamp, here))
+      before = std::exchange(next_, std::nullopt);
     if (!next_ || !before) continue;
     here_ = std::move(before);
     return true;
   }
-  // The first frame: it was read again, or the file is damaged.
-  next_.reset();
+  // The first frame was read again, or the first one behind damage has to be: on from there.
+  if (damage_ && Seek(here.timeOffset)) next_ = Read();
+  if (next_ && IsSameFrame(next_->stamp, here)) next_.reset();
   return false;
 }
 
 void Playhead::GoTo(milliseconds time) {
-  if (!Seek(time)) return GoToEnd();
-  next_ = Read();
-  Forward();
+  if (Seek(time)) {
+    Forward();
+  } else if (damage_) {
+    WalkTo(time);
+  } else {
+    GoToEnd();
+  }
 }
 
 void Playhead::GoToEnd() {
   // The last frame itself cannot be looked for: there the recording has ended.
-  if (!damage_ && !Seek(film_.Length() - milliseconds(1))) Seek(milliseconds(0));
-  for (next_.reset(); (next_ = Read());) here_ = std::move(next_);
+  if (Seek(film_.Length() - milliseconds(1))) {
+    ReadOn(milliseconds::max());
+  } else {
+    WalkTo(milliseconds::max());
+  }
+}
+
+// Reads frame by frame, which leads up to the damage where a search fails on it.
+void Playhead::WalkTo(milliseconds time) {
+  Seek(milliseconds(0));
+  ReadOn(time);
+}
+
+void Playhead::ReadOn(milliseconds time) {
+  while (EndSignal() == 0 && !damage_ && (next_ = Read()) && next_->stamp.timeOffset <= time)
+    here_ = std::exchange(next_, std::nullopt);
 }

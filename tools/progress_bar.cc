@@ -10,8 +10,22 @@
 
 namespace {
 
-constexpr size_t kBarCells = 20;
+constexpr size_t kMostCells = 20, kLeastCells = 5;  // of a bar
 constexpr uint32_t kPlainLines = 10;
+
+// "[######------] " in front of a text, or nothing where that leaves too little room.
+std::string BarText(double share, size_t textColumns, size_t columns) {
+  const size_t rest = columns - std::min(columns, textColumns + 3);
+  if (rest < kLeastCells) return "";
+  const size_t cells = std::min(rest, kMostCells);
+  std::string bar(cells + 3, '-');
+  const double done = std::clamp(share, 0.0, 1.0) * static_cast<double>(cells);
+  std::fill_n(bar.begin() + 1, static_cast<size_t>(done), '#');
+  bar.front() = '[';
+  bar[cells + 1] = ']';
+  bar.back() = ' ';
+  return bar;
+}
 
 uint32_t ShareOf(uint32_t done, uint32_t total, uint32_t parts) {
   return static_cast<uint32_t>(uint64_t{done} * parts / total);
@@ -26,11 +40,12 @@ void StatusLine::Close() {
   lineOpen_ = false;
 }
 
-void StatusLine::Show(const std::string& text) {
+void StatusLine::Show(const std::string& text, std::optional<double> share) {
   if (!isTerminal_) return;
   // A line as wide as the window would be followed by another one on some terminals.
   const uint32_t columns = WindowSize(STDERR_FILENO).columns - 1;
-  std::fprintf(stderr, "\r%s\x1b[K", CutToColumns(text, columns).c_str());
+  const std::string bar = share ? BarText(*share, text.size(), columns) : "";
+  std::fprintf(stderr, "\r%s\x1b[K", CutToColumns(bar + text, columns).c_str());
   lineOpen_ = true;
 }
 
@@ -39,22 +54,13 @@ void StatusLine::Say(const std::string& text) {
   lineOpen_ = false;
 }
 
-std::string BarText(double share) {
-  std::string bar(kBarCells + 2, '-');
-  const double cells = std::clamp(share, 0.0, 1.0) * static_cast<double>(kBarCells);
-  std::fill_n(bar.begin() + 1, static_cast<size_t>(cells), '#');
-  bar.front() = '[';
-  bar.back() = ']';
-  return bar;
-}
-
 ProgressBar::ProgressBar(uint32_t total, std::string unit)
     : total_(total), unit_(std::move(unit)) {}
 
 void ProgressBar::Show(uint32_t done) {
   const std::string text = std::to_string(done) + " of " + std::to_string(total_) + " " + unit_;
   if (line_.IsTerminal()) {
-    line_.Show(BarText(static_cast<double>(done) / total_) + " " + text);
+    line_.Show(text, static_cast<double>(done) / total_);
   } else if (done != 0 &&
              ShareOf(done, total_, kPlainLines) != ShareOf(done - 1, total_, kPlainLines)) {
     line_.Say(text);

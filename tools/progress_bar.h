@@ -3,6 +3,7 @@
 #define ZOCAM_TOOLS_PROGRESS_BAR_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // The last line of a terminal, drawn again and again; lines that stay go above it.
@@ -14,8 +15,9 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
 
   bool IsTerminal() const { return isTerminal_; }
-  // Cut to the window's width. Nothing when standard error is no terminal.
-  void Show(const std::string& text);
+  // Cut to the window's width; with a share from 0 to 1, a bar stands before the text where there
+  // is room for it. Nothing when standard error is no terminal.
+  void Show(const std::string& text, std::optional<double> share = std::nullopt);
   // A line that stays.
   void Say(const std::string& text);
   // Leaves the line as it is, so that other output begins below.
@@ -25,9 +27,6 @@ class StatusLine {
   const bool isTerminal_;
   bool lineOpen_ = false;
 };
-
-// "[######------]", share from 0 to 1.
-std::string BarText(double share);
 
 // One line that is drawn again on a terminal; elsewhere a line for every tenth of the work.
 class ProgressBar {

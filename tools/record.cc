@@ -1,8 +1,5 @@
 // zocam record: a camera's frames into a file, for as long as wanted.
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -14,8 +11,10 @@
 #include "tools/commands.h"
 #include "tools/end_signal.h"
 #include "tools/offset_text.h"
+#include "tools/parsed_option.h"
 #include "tools/progress_bar.h"
 #include "tools/rate_meter.h"
+#include "tools/recorded_file.h"
 #include "tools/recorded_stream.h"
 #include "tools/source.h"
 #include "tools/time_of_day.h"
@@ -43,40 +42,35 @@ struct RecordOptions {
   bool overwrite = false;
 };
 
-void RequireFreePlace(const std::string& path, bool overwrite) {
-  struct stat file {};
-  if (stat(path.c_str(), &file) != 0) return;  // what else is wrong shows when it is created
-  if (S_ISDIR(file.st_mode)) throw ToolError("cannot record to " + path + ": it is a folder");
-  if (!S_ISREG(file.st_mode))
-    throw ToolError("cannot record to " + path + ": a recording needs a regular file");
-  if (!overwrite)
-    throw ToolError(path + " exists; choose another name, or replace it with --overwrite");
-}
-
 // Of one frame in the file: a marker, the raw frame, a line that says when it came.
 uint64_t RecordBytes(const zocam::Device& camera) {
   constexpr uint64_t kMarkerBytes = 6;
   return kMarkerBytes + camera.RawFrameBytes() + uint64_t{2} * camera.Width();
 }
 
-// When a recording that has just begun ends by itself.
+// Too small a limit is refused before anything is created; a header line is shorter than this.
+void RequireRoom(uint64_t maxBytes, const zocam::Device& camera) {
+  constexpr uint64_t kHeaderMost = 1022;
+  const uint64_t least = kHeaderMost + RecordBytes(camera);
+  if (maxBytes < least)
+    throw ToolError("--max-size leaves no room for a frame of this camera; " +
+                    std::to_string(least) + " bytes are enough for one");
+}
+
+// When a recording ends by itself.
 struct Limits {
-  std::optional<milliseconds> time;
+  std::optional<milliseconds> time;  // from its first frame on
   std::optional<std::chrono::system_clock::time_point> clock;
   uint64_t frames = UINT64_MAX;
 };
 
-Limits LimitsOf(const RecordOptions& options, const zocam::Device& camera) {
+Limits LimitsOf(const RecordOptions& options) {
   Limits limits;
   limits.time = options.time;
   if (options.until)
     limits.clock =
         std::chrono::system_clock::from_time_t(NextTime(*options.until, std::time(nullptr)));
   if (options.frames) limits.frames = *options.frames;
-  if (!options.maxBytes) return limits;
-  const uint64_t headerBytes = std::filesystem::file_size(options.path);
-  const uint64_t room = *options.maxBytes - std::min(*options.maxBytes, headerBytes);
-  limits.frames = std::min(limits.frames, room / RecordBytes(camera));
   return limits;
 }
 
@@ -94,54 +88,37 @@ std::optional<double> ExpectedFrames(const Limits& limits, const zocam::Device& 
   return frames;
 }
 
-// What a closed file holds; nothing when no frame is in it.
-struct Film {
-  uint32_t frames;
-  milliseconds length;
-};
-
-std::optional<Film> FilmIn(const std::string& path) {
-  try {
-    const zocam::Recording film = zocam::Recording::OpenPassive(path);
-    return Film{film.LastFrameNumber(), film.Length()};
-  } catch (const zocam::Error&) {
-    return std::nullopt;
-  }
+// What a closed file holds.
+std::string FilmText(const std::string& path) {
+  const zocam::Recording film = zocam::Recording::OpenPassive(path);
+  const uint32_t frames = film.LastFrameNumber();
+  return std::to_string(frames) + (frames == 1 ? " frame, " : " frames, ") +
+         OffsetText(film.Length()) + ", " + ByteSizeText(std::filesystem::file_size(path));
 }
 
-std::string FilmText(const Film& film) {
-  return std::to_string(film.frames) + (film.frames == 1 ? " frame, " : " frames, ") +
-         OffsetText(film.length);
-}
-
-std::string AdviceOnWriting(int error) {
-  switch (error) {
-    case ENOSPC:
-      return "make room, or record to another disk";
-    case EDQUOT:
-      return "your share of the disk is used up: make room, or record to another disk";
-    case EFBIG:
-      return "files may not become larger here: ulimit -f shows the limit, --max-size ends before "
-             "it";
-    default:
-      return "record to another disk";
-  }
-}
-
-// One recording, from the first frame to the closed file.
+// One recording, from the reserved name to the closed file.
 class Recorder {
  public:
-  Recorder(const RecordOptions& options, zocam::Device& camera)
-      : options_(options), camera_(camera) {}
+  Recorder(const RecordOptions& options, const Limits& limits, zocam::Device& camera)
+      : options_(options),
+        camera_(camera),
+        recordBytes_(RecordBytes(camera)),
+        limits_(limits),
+        file_(options.path, options.overwrite) {}
 
   int Run();
 
  private:
+  void AwaitFirstFrame(const RecordedStream& stream);
+  zocam::Writer CreateFile();
   void Record(RecordedStream& stream);
+  void KeepFirstFrame();
   void WarnOfLowSpace();
   void WatchOver(RecordedStream& stream, const zocam::Writer& writer);
+  bool IsTimeOver() const { return limits_.clock && TimeLeft(*limits_.clock) <= 0s; }
   bool IsOver(const RecordedStream& stream) const;
   bool IsLost(const zocam::Writer& writer);
+  std::string FailureText(const zocam::Error& error) const;
   void LookForSilence(Clock::time_point now, uint64_t frames);
   void ShowProgress(Clock::time_point now, const RecordedStream& stream);
   double ShareDone(uint64_t frames) const;
@@ -149,8 +126,11 @@ class Recorder {
 
   const RecordOptions& options_;
   zocam::Device& camera_;
-  StatusLine line_;
+  const uint64_t recordBytes_;
   Limits limits_;
+  RecordedFile file_;
+  uint64_t firstFrameEnd_ = 0;  // in the file
+  StatusLine line_;
   Clock::time_point begin_ = Clock::now();
   RateMeter rate_;
   Clock::time_point lastShown_ = begin_;
@@ -178,18 +158,23 @@ void Recorder::LookForSilence(Clock::time_point now, uint64_t frames) {
 
 bool Recorder::IsOver(const RecordedStream& stream) const {
   if (EndSignalWithin(kPause) != 0 || stream.IsComplete()) return true;
-  if (limits_.time && Clock::now() - begin_ >= *limits_.time) return true;
-  return limits_.clock && TimeLeft(*limits_.clock) <= 0s;
+  // Not in nanoseconds, of which a long time has too many.
+  if (limits_.time && Seconds(Clock::now() - begin_) >= Seconds(*limits_.time)) return true;
+  return IsTimeOver();
+}
+
+// A vanishing camera leaves an error, too.
+std::string Recorder::FailureText(const zocam::Error& error) const {
+  if (camera_.Disconnected()) return camera_.Label() + ": the camera has vanished";
+  return WriteFailureText(options_.path, error.Reason(), error.HostErrno());
 }
 
 bool Recorder::IsLost(const zocam::Writer& writer) {
   try {
     if (!camera_.Disconnected()) writer.CheckWritten();
   } catch (const zocam::Error& error) {
-    failure_ = "cannot write " + options_.path + ": " + error.Reason() + "; " +
-               AdviceOnWriting(error.HostErrno());
+    failure_ = FailureText(error);
   }
-  // A vanishing camera leaves an error, too.
   if (camera_.Disconnected()) failure_ = camera_.Label() + ": the camera has vanished";
   return !failure_.empty();
 }
@@ -211,27 +196,26 @@ void Recorder::ShowProgress(Clock::time_point now, const RecordedStream& stream)
   lastShown_ = now;
   const uint64_t frames = stream.Frames();
   rate_.Count(now, frames);
-  std::error_code error;
-  const uint64_t bytes = std::filesystem::file_size(options_.path, error);
-  char numbers[96];
-  std::snprintf(numbers, sizeof numbers, "  %llu frames  %.1f/s  %llu dropped  ",
-                static_cast<unsigned long long>(frames), rate_.PerSecond(),
+  char rest[64];
+  std::snprintf(rest, sizeof rest, "  %.1f/s  %llu dropped", rate_.PerSecond(),
                 static_cast<unsigned long long>(stream.Dropped()));
-  const std::string text = OffsetText(std::chrono::duration_cast<milliseconds>(now - begin_)) +
-                           numbers + (error ? "" : ByteSizeText(bytes));
+  // What matters most stands where a narrow window does not cut it off.
+  const std::string text =
+      std::to_string(frames) + " frames  " + ByteSizeText(file_.Bytes()) + "  " +
+      OffsetText(std::chrono::duration_cast<milliseconds>(now - begin_)) + rest;
   const bool hasEnd = limits_.time || limits_.clock || limits_.frames != UINT64_MAX;
   if (!line_.IsTerminal()) return line_.Say(text);
-  line_.Show((hasEnd ? BarText(ShareDone(frames)) + " " : "") + text);
+  line_.Show(text, hasEnd ? std::optional(ShareDone(frames)) : std::nullopt);
 }
 
 void Recorder::WarnOfLowSpace() {
   std::error_code error;
-  const auto disk = std::filesystem::space(options_.path, error);
+  const auto disk = std::filesystem::space(file_.Path(), error);
   const std::optional<double> frames = ExpectedFrames(limits_, camera_);
   if (error || !frames) return;
-  const double needed = *frames * static_cast<double>(RecordBytes(camera_));
+  const double needed = *frames * static_cast<double>(recordBytes_);
   if (needed <= static_cast<double>(disk.available)) return;
-  const uint64_t framesLeft = disk.available / RecordBytes(camera_);
+  const uint64_t framesLeft = disk.available / recordBytes_;
   const double seconds = static_cast<double>(framesLeft) / camera_.FrameRate();
   line_.Say("the recording will take " + ByteSizeText(static_cast<uint64_t>(needed)) + ", " +
             ByteSizeText(disk.available) + " are free: the disk is full after " +
@@ -242,60 +226,87 @@ void Recorder::WatchOver(RecordedStream& stream, const zocam::Writer& writer) {
   while (!IsOver(stream) && !IsLost(writer)) {
     const Clock::time_point now = Clock::now();
     LookForSilence(now, stream.Frames());
+    KeepFirstFrame();
     ShowProgress(now, stream);
   }
   // Also what failed at the last moment.
   IsLost(writer);
 }
 
+// From now on the file has its header line, and the camera's frames go into it.
+zocam::Writer Recorder::CreateFile() {
+  try {
+    zocam::Writer writer(camera_, file_.Path());
+    const uint64_t headerBytes = file_.Bytes();
+    firstFrameEnd_ = headerBytes + recordBytes_;
+    if (options_.maxBytes)
+      limits_.frames = std::min(limits_.frames, (*options_.maxBytes - headerBytes) / recordBytes_);
+    return writer;
+  } catch (const zocam::Error& error) {
+    throw ToolError(FailureText(error) + "; nothing was recorded");
+  }
+}
+
+void Recorder::KeepFirstFrame() {
+  if (!file_.IsKept() && file_.Bytes() >= firstFrameEnd_) file_.Keep();
+}
+
 // From the stream's first frame on.
 void Recorder::Record(RecordedStream& stream) {
-  zocam::Writer writer(camera_, options_.path);
-  limits_ = LimitsOf(options_, camera_);
+  zocam::Writer writer = CreateFile();
   WarnOfLowSpace();
-  begin_ = lastFrame_ = lastShown_ = Clock::now();
+  begin_ = lastShown_ = Clock::now();
+  LookForSilence(begin_, framesSeen_ + 1);
   rate_.Count(begin_, 0);
-  if (limits_.frames == 0) {
-    failure_ = "--max-size leaves no room for a frame";
-    return;
-  }
   stream.Record(limits_.frames);
   WatchOver(stream, writer);
   try {
     writer.Finish();
   } catch (const zocam::Error& error) {
     // The file of a camera that vanished is closed with it.
-    if (failure_.empty()) failure_ = "cannot write " + options_.path + ": " + error.Reason();
+    if (failure_.empty()) failure_ = FailureText(error);
   }
+  KeepFirstFrame();
 }
 
 int Recorder::Conclude(uint64_t dropped) {
   line_.Close();
-  const std::optional<Film> film = FilmIn(options_.path);
-  if (!film) {
-    std::error_code ignored;
-    std::filesystem::remove(options_.path, ignored);
+  const std::string& path = options_.path;
+  if (!file_.IsKept()) {
     if (failure_.empty()) failure_ = camera_.Label() + ": no frame came";
     throw ToolError(failure_ + "; nothing was recorded");
   }
-  const std::string text = options_.path + ": " + FilmText(*film) + ", " +
-                           ByteSizeText(std::filesystem::file_size(options_.path)) + ", " +
-                           std::to_string(dropped) + " dropped";
-  if (!failure_.empty()) throw ToolError(failure_ + "\n  safe is " + text);
+  const std::string first = failure_.empty() ? "" : failure_ + "\n  ";
+  if (!file_.IsInPlace())
+    throw ToolError(first + path +
+                    " was moved, deleted or replaced while it was recorded; the frames are in the "
+                    "file that it was");
+  std::string text;
+  try {
+    text = path + ": " + FilmText(path) + ", " + std::to_string(dropped) + " dropped";
+  } catch (const zocam::Error& error) {
+    throw ToolError(first + path + " was recorded, but cannot be read again: " + error.Reason() +
+                    "; the frames are in it");
+  }
+  if (!failure_.empty()) throw ToolError(first + "safe is " + text);
   std::printf("%s\n", text.c_str());
   return kDone;
+}
+
+void Recorder::AwaitFirstFrame(const RecordedStream& stream) {
+  while (!stream.HasBegun()) {
+    if (camera_.Disconnected()) throw ToolError(camera_.Label() + ": the camera has vanished");
+    if (EndSignalWithin(kPause) != 0 || IsTimeOver())
+      throw ToolError(camera_.Label() + ": no frame came; nothing was recorded");
+    LookForSilence(Clock::now(), framesSeen_);
+  }
 }
 
 int Recorder::Run() {
   uint64_t dropped = 0;
   {
     RecordedStream stream(camera_, options_.highRate);
-    while (!stream.HasBegun()) {
-      if (camera_.Disconnected()) throw ToolError(camera_.Label() + ": the camera has vanished");
-      if (EndSignalWithin(kPause) != 0)
-        throw ToolError(camera_.Label() + ": no frame came; nothing was recorded");
-      LookForSilence(Clock::now(), 0);
-    }
+    AwaitFirstFrame(stream);
     Record(stream);
     dropped = stream.Dropped();
   }
@@ -303,28 +314,20 @@ int Recorder::Run() {
 }
 
 int Record(const RecordOptions& options) {
-  RequireFreePlace(options.path, options.overwrite);
+  const Limits limits = LimitsOf(options);
   zocam::Device camera = OpenCamera(options.device);
+  if (options.maxBytes) RequireRoom(*options.maxBytes, camera);
   NoticeEndSignals();
   // A file that has become too large is an error to be told; and nobody reading what is told is no
   // reason to end a recording.
   std::signal(SIGXFSZ, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
-  return Recorder(options, camera).Run();
+  return Recorder(options, limits, camera).Run();
 }
 
-// An option whose text is read by parse, which gives nothing for what is wrong.
-template <typename Value, typename Parse>
-CLI::Option* AddParsed(CLI::App& command, const std::string& name, std::optional<Value>& value,
-                       Parse parse, const std::string& what, const std::string& example) {
-  return command
-      .add_option_function<std::string>(
-          name, [&value, parse](const std::string& text) { value = parse(text); }, what)
-      ->check(CLI::Validator(
-          [parse, example](const std::string& text) {
-            return parse(text) ? "" : "\"" + text + "\" cannot be read; write " + example;
-          },
-          ""));
+std::optional<milliseconds> ParseDuration(std::string_view text) {
+  const std::optional<milliseconds> time = ParseOffset(text);
+  return time && *time > 0ms ? time : std::nullopt;
 }
 
 }  // namespace
@@ -336,11 +339,13 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   command->add_option("-o,--output", options->path, "the recording, usually a .y4m")
       ->type_name("FILE")
       ->required();
-  CLI::Option* time = AddOffsetOption(*command, "--seconds", options->time, "end after this time");
-  CLI::Option* frames = command->add_option("--frames", options->frames, "end after so many frames")
-                            ->check(CLI::PositiveNumber.description(""))
-                            ->type_name("N")
-                            ->excludes(time);
+  CLI::Option* time =
+      AddParsed(*command, "--seconds", options->time, ParseDuration, "end after this time",
+                "more than 0 seconds, or minutes:seconds, as 90.5 or 1:30.5")
+          ->type_name("TIME");
+  CLI::Option* frames =
+      AddCountOption(*command, "--frames", options->frames, "end after so many frames")
+          ->excludes(time);
   AddParsed(*command, "--until", options->until, ParseTimeOfDay,
             "end when the clock shows this next", "hour:minute, as 17:30")
       ->type_name("HH:MM")

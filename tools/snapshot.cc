@@ -1,4 +1,5 @@
 // zocam snapshot: one picture, and the measured values behind it.
+#include <array>
 #include <cstdio>
 #include <ctime>
 #include <memory>
@@ -6,6 +7,7 @@
 #include "tools/advice.h"
 #include "tools/commands.h"
 #include "tools/decode_options.h"
+#include "tools/file_checks.h"
 #include "tools/measurement.h"
 #include "tools/offset_text.h"
 #include "tools/output_file.h"
@@ -73,6 +75,8 @@ zocam::Device OpenFor(const SnapshotOptions& options) {
 int TakeSnapshot(SnapshotOptions& options) {
   if (options.picturePath.empty() && options.valuesPath.empty() && options.csvPath.empty())
     throw ToolError("nothing to write; name a file with -o, --raw16 or --csv");
+  RequireDistinctFiles(options.device,
+                       std::array{options.picturePath, options.valuesPath, options.csvPath});
   zocam::Device device = OpenFor(options);
   options.decoding.Apply(device);
   options.picture.Apply(device);

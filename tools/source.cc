@@ -7,6 +7,7 @@
 
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
+#include "tools/file_checks.h"
 #include "tools/node_scan.h"
 #include "tools/offset_text.h"
 
@@ -88,6 +89,10 @@ bool NamesRecording(const std::string& name) {
 
 zocam::Device OpenCamera(const std::string& name) {
   if (name.empty()) return OpenOnlyCamera();
+  if (NamesRecording(name)) {
+    RequireFile(name);
+    throw ToolError(name + " is a recording; this command needs a camera");
+  }
   if (name.find('/') != std::string::npos) return OpenNode(NodeBehind(name));
   const std::optional<uint64_t> serial = ParseSerial(name);
   if (!serial)
@@ -98,6 +103,7 @@ zocam::Device OpenCamera(const std::string& name) {
 }
 
 zocam::Recording OpenRecording(const std::string& path, std::chrono::milliseconds from) {
+  RequireFile(path);
   zocam::Recording film = zocam::Recording::OpenPassive(path);
   film.StartQueue();
   if (from.count() == 0 || film.Seek(from)) return film;

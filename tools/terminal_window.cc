@@ -2,11 +2,21 @@
 
 #include <sys/ioctl.h>
 
+#include <algorithm>
+
+namespace {
+
+// A terminal may claim any size; a larger one is not filled.
+constexpr CellSize kMost{1000, 500};
+
+}  // namespace
+
 CellSize WindowSize(int descriptor) {
   winsize window{};
   if (ioctl(descriptor, TIOCGWINSZ, &window) != 0 || window.ws_col == 0 || window.ws_row == 0)
     return {80, 24};
-  return {window.ws_col, window.ws_row};
+  return {std::min<uint32_t>(window.ws_col, kMost.columns),
+          std::min<uint32_t>(window.ws_row, kMost.rows)};
 }
 
 std::string CutToColumns(const std::string& text, uint32_t columns) {

@@ -6,7 +6,8 @@
 
 #include "tools/half_blocks.h"
 
-// The size now of the window behind a descriptor; 80 x 24 when it cannot be told.
+// The size now of the window behind a descriptor; 80 x 24 when it cannot be told, never more
+// than 1000 x 500.
 CellSize WindowSize(int descriptor);
 
 // The first columns of a text in UTF-8 that has no wide characters.

@@ -6,11 +6,12 @@ namespace {
 
 // One or two digits; nothing for what is not below the limit.
 std::optional<int> ParseField(std::string_view digits, int limit) {
+  if (digits.starts_with('-')) return std::nullopt;
   int value = 0;
   const char* const last = digits.data() + digits.size();
   const auto [end, error] = std::from_chars(digits.data(), last, value);
   if (error != std::errc{} || end != last || digits.size() > 2) return std::nullopt;
-  if (value < 0 || value >= limit) return std::nullopt;
+  if (value >= limit) return std::nullopt;
   return value;
 }
 

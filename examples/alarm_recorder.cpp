@@ -36,15 +36,12 @@ int Run(const char* path, double limit, double seconds) {
     const auto frame = camera.NextFrame(std::chrono::milliseconds(200));
     writer.CheckWritten();  // a full disk is no reason to go on silently
     if (!frame) continue;
-    try {
-      const double hottest = HottestCelsius(frame->Temperatures());
-      if (hottest > limit && !isHot) std::printf("ALARM: %.2f C\n", hottest);
-      isHot = hottest > limit;
-      wasHot = wasHot || isHot;
-    } catch (const zocam::Error& error) {
-      // Before its first flat-field correction a camera has no temperatures.
-      if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
-    }
+    const auto image = frame->TryTemperatures();
+    if (!image) continue;  // the camera is not ready yet
+    const double hottest = HottestCelsius(*image);
+    if (hottest > limit && !isHot) std::printf("ALARM: %.2f C\n", hottest);
+    isHot = hottest > limit;
+    wasHot = wasHot || isHot;
   }
   writer.Finish();
   camera.Stop();

@@ -22,24 +22,21 @@ int Run(const char* path) {
   unsigned undecoded = 0;
   std::printf("seconds,mean,maximum\n");
   while (const auto frame = film.NextFrame()) {
-    zocam::TemperatureImage image;
-    try {
-      image = frame->Temperatures();
-    } catch (const zocam::Error& error) {
-      if (error.Status() != ZO_STATUS_INVALID_STATE) throw;
+    const auto image = frame->TryTemperatures();
+    if (!image) {
       ++undecoded;
       continue;
     }
-    const auto most = std::ranges::max_element(image.values);
-    const double sum = std::accumulate(image.values.begin(), image.values.end(), 0.0);
+    const auto& values = image->values;
+    const auto most = std::ranges::max_element(values);
+    const double sum = std::accumulate(values.begin(), values.end(), 0.0);
     const double seconds = std::chrono::duration<double>(frame->Stamp()->timeOffset).count();
-    const double maximum = zocam::Celsius(*most, image.resolution);
-    const double mean =
-        zocam::Celsius(sum / static_cast<double>(image.values.size()), image.resolution);
+    const double maximum = zocam::Celsius(*most, image->resolution);
+    const double mean = zocam::Celsius(sum / static_cast<double>(values.size()), image->resolution);
     std::printf("%.3f,%.2f,%.2f\n", seconds, mean, maximum);
     if (maximum > hottest.celsius) {
-      const auto pixel = static_cast<uint32_t>(most - image.values.begin());
-      hottest = {maximum, seconds, pixel % image.width, pixel / image.width};
+      const auto pixel = static_cast<uint32_t>(most - values.begin());
+      hottest = {maximum, seconds, pixel % image->width, pixel / image->width};
     }
   }
   std::fprintf(stderr,

@@ -68,6 +68,7 @@ TEST_F(CppInterface, FindsCamerasInOrderAndBySerialNumber) {
   EXPECT_EQ(zocam::Device::OpenSerial(43).Width(), 80u);
   EXPECT_THROW(zocam::Device::OpenSerial(44), zocam::Error);
   camera_->Unplug();
+  EXPECT_EQ(zocam::Device::OpenSerial(43).Width(), 80u) << "behind a missing number";
   second->Unplug();
   EXPECT_TRUE(zocam::FindDevices().empty());
 }
@@ -130,6 +131,9 @@ TEST_F(CppInterface, AQueueKeepsTheNewestFramesAndCountsTheOthers) {
   EXPECT_NEAR(older->Temperatures().Celsius(0), 300.0 - 273.15, 0.2);
   const zocam::Image picture = newer->Render(ZO_FMT_IRON_RGB24);
   EXPECT_EQ(picture.pixels.size(), 160u * 120u * 3u);
+  EXPECT_EQ(zocam::Magnify3(picture, 20).pixels.size(), 140u * 120u * 27u);
+  EXPECT_TRUE(zocam::Magnify3(newer->Render(ZO_FMT_GRAY8)).pixels.empty());
+  EXPECT_NEAR(newer->TryTemperatures()->Celsius(159, 119), 310.0 - 273.15, 0.2);
   EXPECT_THROW(older->Render(83), zocam::Error);
 
   std::thread unplug([&] { camera_->Unplug(); });
@@ -230,6 +234,9 @@ TEST_F(CppRecording, SaysWhyAFileCannotBeOpenedOrWritten) {
   EXPECT_EQ(message([] { zocam::Recording::Open("/nowhere/a.y4m"); }),
             "cannot open /nowhere/a.y4m: No such file or directory (status 23)");
   zocam::Device device = zocam::Device::OpenNode("/dev/video0");
+  EXPECT_EQ(message([&] { zocam::Writer(device, "/dev/full"); }),
+            "/dev/video0: start the stream before recording it: invalid state (status 22)");
+  device.StartQueue();
   EXPECT_EQ(message([&] { zocam::Writer(device, "/dev/full"); }),
             "cannot create /dev/full: No space left on device (status 23)");
 

@@ -274,8 +274,8 @@ TEST_F(Film, CheckHarmsNoFile) {
     const char* target;
     const char* expected;
   } cases[] = {
-      {"film.y4m --overwrite", "is the file to be checked"},
-      {"link.y4m --overwrite", "is the file to be checked"},
+      {"film.y4m --overwrite", "is the recording itself"},
+      {"link.y4m --overwrite", "is the recording itself"},
       {"other.y4m", "exists; name another"},
       {"folder --overwrite", "Is a directory"},
       {"nowhere/saved.y4m", "No such file or directory"},

@@ -26,6 +26,20 @@ std::string Contents(const std::filesystem::path& file) {
   return text.str();
 }
 
+// A column of numbers in a table.
+std::vector<double> Column(const std::filesystem::path& table, int column) {
+  std::istringstream lines(Contents(table));
+  std::vector<double> values;
+  std::string line, cell;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    std::istringstream cells(line);
+    for (int i = 0; i <= column; ++i) std::getline(cells, cell, ',');
+    values.push_back(std::stod(cell));
+  }
+  return values;
+}
+
 class Export : public Tool {
  protected:
   // Frame k of 1 ... frames shows the scene of k at k - 1 tenths of a second.
@@ -94,8 +108,8 @@ class Export : public Tool {
 
 TEST_F(Export, ValuesAreThoseOfSnapshotsInEveryKindOfFile) {
   const std::string film = RecordWarming(4);
-  ASSERT_EQ(ZocamAlone("export " + film + " --upside-down -o " + File("all.npy")).out,
-            File("all.npy") + ": 4 frames\n");
+  ASSERT_TRUE(Has(ZocamAlone("export " + film + " --upside-down -o " + File("all.npy")).out,
+                  File("all.npy") + ": 4 frames\n"));
   const Png third = SnapshotAt("0.2", "--upside-down");
   const std::string npy = Contents(File("all.npy"));
   ASSERT_EQ(npy.size(), 128 + 4 * kWidth * kHeight * 2);
@@ -128,6 +142,12 @@ TEST_F(Export, ValuesAreThoseOfSnapshotsInEveryKindOfFile) {
   char* description = nullptr;
   TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description);
   EXPECT_TRUE(Has(description, third.texts.at("Description"))) << description;
+  char* date = nullptr;
+  TIFFGetField(tiff, TIFFTAG_DATETIME, &date);
+  std::string expected = third.texts.at("Creation Time").substr(0, 19);
+  expected[4] = expected[7] = ':';
+  expected[10] = ' ';
+  EXPECT_EQ(date, expected);
   std::vector<uint16_t> row(kWidth);
   for (size_t y = 0; y < kHeight; ++y) {
     ASSERT_EQ(TIFFReadScanline(tiff, row.data(), static_cast<uint32_t>(y), 0), 1);
@@ -165,7 +185,20 @@ TEST_F(Export, TablesShowRegionsInTheOrderOfTheOptions) {
     EXPECT_NEAR(mean + 273.15, 303.5, 0.05);
   }
   ASSERT_EQ(ZocamAlone(table).status, 0);
-  EXPECT_TRUE(Has(Contents(File("t.csv")), "frame,seconds,date,min,max,mean,centre\n1,0.000,"));
+  const std::string summary = Contents(File("t.csv"));
+  const std::string head = "frame,seconds,date,min,max,mean,centre\n1,0.000,";
+  ASSERT_TRUE(summary.starts_with(head)) << summary;
+  double low, high, mean, centre;
+  ASSERT_EQ(
+      std::sscanf(&summary[head.size()], "%*[^,],%lf,%lf,%lf,%lf", &low, &high, &mean, &centre), 4);
+  EXPECT_NEAR(low + 273.15, 300.0, 0.05);
+  EXPECT_NEAR(high + 273.15, 304.19, 0.05);
+  EXPECT_NEAR(mean + 273.15, 302.62, 0.05);
+  EXPECT_NEAR(centre + 273.15, 303.6, 0.05);
+
+  SnapshotAt("0", "--noise-filter off --undistort off");
+  ASSERT_EQ(ZocamAlone(table + "--spot 150,20 --subtract " + File("snapshot.png")).status, 0);
+  EXPECT_EQ(Column(File("t.csv"), 3), (std::vector<double>{0.0, 1.0, 2.0}));
 
   std::filesystem::remove(File("t.csv"));
   for (const char* outside : {"--spot 160,0", "--spot 0,120", "--area 100,0,61,1",
@@ -208,7 +241,7 @@ TEST_F(Export, TakesTheRangeAndEveryNthFrameOfIt) {
   const std::string film = RecordWarming(10);
   const struct {
     const char* options;
-    std::vector<int> frames;
+    std::vector<double> frames;
   } cases[] = {{"--from 0.2 --to 0.5", {3, 4, 5, 6}},
                {"--from 0.15 --to 0.35", {3, 4}},
                {"--every 4", {1, 5, 9}},
@@ -216,12 +249,7 @@ TEST_F(Export, TakesTheRangeAndEveryNthFrameOfIt) {
                {"--from 0.9", {10}}};
   for (const auto& one : cases) {
     ASSERT_EQ(ZocamAlone("export " + film + " -o " + File("t.csv") + " " + one.options).status, 0);
-    std::istringstream lines(Contents(File("t.csv")));
-    std::vector<int> frames;
-    std::string line;
-    std::getline(lines, line);
-    while (std::getline(lines, line)) frames.push_back(std::stoi(line));
-    EXPECT_EQ(frames, one.frames) << one.options;
+    EXPECT_EQ(Column(File("t.csv"), 0), one.frames) << one.options;
     EXPECT_EQ(
         ZocamAlone("export " + film + " -o " + File("pictures") + " --overwrite " + one.options)
             .status,
@@ -237,15 +265,97 @@ TEST_F(Export, TakesTheRangeAndEveryNthFrameOfIt) {
   EXPECT_FALSE(std::filesystem::exists(File("none.csv")));
 }
 
-TEST_F(Export, NumbersPicturesByPositionWhenARecordingBeginsAgain) {
-  const std::string film = RecordWarming(5);
-  Stamp(3, 0, 1);
-  Stamp(4, 100, 2);
-  ASSERT_EQ(ZocamAlone("export " + film + " --raw16 png -o " + File("all")).status, 0);
-  EXPECT_TRUE(std::filesystem::exists(File("all/frame-000005.png")));
-  const Outcome full = ZocamAlone("export " + film + " -o " + File("all"));
+TEST_F(Export, MakesTheGainOfTheRangeAlone) {
+  Record(8, [](int k) {
+    return zosim::Scene::From([k](double x, double y, double) {
+      return (k < 3 || k > 6 ? 310.0 : 300.0) + x / 50 + y / 100;
+    });
+  });
+  const std::string pictures = " --format gray --noise-filter off --no-bar -o ";
+  ASSERT_EQ(ZocamAlone("export " + film_ + pictures + File("all")).status, 0);
+  ASSERT_EQ(ZocamAlone("export " + film_ + " --from 0.2 --to 0.5" + pictures + File("part")).status,
+            0);
+  const std::string whole = Contents(film_);
+  std::ofstream(film_, std::ios::binary)
+      << whole.substr(0, kHeaderBytes)
+      << whole.substr(kHeaderBytes + 2 * recordBytes_, 4 * recordBytes_);
+  ASSERT_EQ(ZocamAlone("export " + film_ + pictures + File("cut")).status, 0);
+  // Part of a range is scanned by every second frame, so that noise makes a small difference.
+  const auto differenceTo = [&](const char* folder) {
+    const Png part = ReadPng(File("part/frame-000004.png"));
+    const Png other = ReadPng(File(folder) + "/frame-000004.png");
+    int most = 0;
+    for (size_t y = 0; y < kHeight; ++y)
+      for (size_t x = 0; x < 3 * kWidth; ++x)
+        most = std::max(most, std::abs(part.rows.at(y).at(x) - other.rows.at(y).at(x)));
+    return most;
+  };
+  EXPECT_LE(differenceTo("cut"), 8);
+  EXPECT_GT(differenceTo("all"), 50);
+}
+
+TEST_F(Export, TellsFramesApartWhenARecordingBeginsAgain) {
+  RecordWarming(5);
+  Stamp(3, 100, 2);  // started again, and the first frame is missing
+  Stamp(4, 200, 3);
+  ASSERT_EQ(ZocamAlone("export " + film_ + " --raw16 png -o " + File("all")).status, 0);
+  for (const char* name : {"all/frame-000001.png", "all/frame-000004.png", "all/frame-000005.png"})
+    EXPECT_TRUE(std::filesystem::exists(File(name))) << name;
+  const Outcome full = ZocamAlone("export " + film_ + " -o " + File("all"));
   EXPECT_EQ(full.status, 1);
   EXPECT_TRUE(Has(full.out, "not empty")) << full.out;
+  const std::string range = "export " + film_ + " --from 0.1 --to 0.1 -o ";
+  ASSERT_EQ(ZocamAlone(range + File("t.csv")).status, 0);
+  EXPECT_EQ(Column(File("t.csv"), 0), (std::vector<double>{2, 4}));
+  EXPECT_EQ(Column(File("t.csv"), 1), (std::vector<double>{2, 2}));
+  ASSERT_EQ(ZocamAlone(range + File("t.npy")).status, 0);
+  EXPECT_EQ(nlohmann::json::parse(Contents(File("t.json")))["frames"][1]["position"], 4);
+}
+
+TEST_F(Export, OneBadStampDropsNoFrame) {
+  for (const uint64_t time : {UINT64_MAX, uint64_t{5000000}}) {
+    RecordWarming(6);
+    Stamp(2, time, 3);
+    const std::string table = "export " + film_ + " -o " + File("t.csv");
+    const Outcome outcome = ZocamAlone(table);
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+    EXPECT_TRUE(Has(outcome.out, "1 of the frames")) << outcome.out;
+    EXPECT_TRUE(Has(outcome.out, "zocam check")) << outcome.out;
+    EXPECT_EQ(Column(File("t.csv"), 0), (std::vector<double>{1, 2, 3, 4, 5, 6}));
+    ASSERT_EQ(ZocamAlone(table + " --from 0.1 --to 0.3").status, 0);
+    EXPECT_EQ(Column(File("t.csv"), 0), (std::vector<double>{2, 3, 4}));
+  }
+}
+
+TEST_F(Export, HarmsNoFileThatItDidNotMake) {
+  RecordWarming(2);
+  const std::string film = Contents(film_);
+  for (const char* name : {"film.csv", "g.json", "plain"}) std::filesystem::copy(film_, File(name));
+  const struct {
+    const char *input, *output, *expected;
+  } cases[] = {
+      {"film.csv", "film.csv", "the recording itself"},
+      {"g.json", "g.npy --overwrite", "the recording itself"},
+      {"film.y4m", "g.npy", "belongs to no such array"},
+      {"film.y4m", "t.csv --scale 2", "--scale is for pictures"},
+      {"film.y4m", "new --raw16 png --gain linear", "--gain is for pictures"},
+      {"film.y4m", "plain", "it is no folder"},
+  };
+  for (const auto& one : cases) {
+    const Outcome refused = ZocamAlone("export " + File(one.input) + " -o " + File(one.output));
+    EXPECT_EQ(refused.status, 1) << one.output;
+    EXPECT_TRUE(Has(refused.out, one.expected)) << refused.out;
+  }
+  EXPECT_EQ(ZocamAlone("export " + film_ + " -o -").status, 1);
+  for (const char* name : {"film.y4m", "film.csv", "g.json", "plain"})
+    EXPECT_TRUE(Contents(File(name)) == film) << name;
+  EXPECT_EQ(FileCount(), 4u);
+  for (const char* again : {" --overwrite", ""})
+    EXPECT_EQ(ZocamAlone("export " + film_ + " -o " + File("g.npy") + again).status, 0);
+  EXPECT_EQ(ZocamAlone("export " + film_ + " -o " + File("T.CSV")).status, 0);
+  EXPECT_EQ(Column(File("T.CSV"), 0).size(), 2u);
+  EXPECT_EQ(ZocamAlone("export " + film_ + " -o " + File("p.1/")).status, 0);
+  EXPECT_TRUE(std::filesystem::exists(File("p.1/frame-000002.png")));
 }
 
 TEST_F(Export, CountsFramesWithoutTemperaturesAndStopsAtDamage) {
@@ -263,6 +373,12 @@ TEST_F(Export, CountsFramesWithoutTemperaturesAndStopsAtDamage) {
   Record(3, uniform, {.productId = 0x6110, .startTimeMs = 2000});
   EXPECT_TRUE(Has(ZocamAlone("export " + film_ + " -o " + File("n.npy")).out, "none of 3 frames"));
   EXPECT_FALSE(std::filesystem::exists(File("n.npy")));
+
+  RecordWarming(5);
+  for (int k = 0; k < 5; ++k) Patch(k, kMarkerBytes + 2 * kWidth * kHeight + 1, "\x7F", 1);
+  const Outcome foreign = ZocamAlone("export " + film_ + " -o " + File("f.csv"));
+  EXPECT_EQ(foreign.status, 1);
+  EXPECT_TRUE(Has(foreign.out, "another telemetry revision")) << foreign.out;
 
   RecordWarming(5);
   Patch(3, 0, "BROKEN", 6);
@@ -289,12 +405,38 @@ TEST_F(Export, LeavesNothingBehindWhenItFails) {
   const Outcome failed = Shell(failing + ZOCAM_TOOL " " + line + File("x.mp4"));
   EXPECT_EQ(failed.status, 1);
   EXPECT_TRUE(Has(failed.out, "failed: no such codec")) << failed.out;
+  const std::string late = WithStub("cat >/dev/null; echo disk full >&2; exit 1");
+  const Outcome incomplete = Shell(late + ZOCAM_TOOL " " + line + File("x.mp4"));
+  EXPECT_EQ(incomplete.status, 1);
+  EXPECT_TRUE(Has(incomplete.out, "failed: disk full")) << incomplete.out;
   // A program that takes nothing holds the export up until the signal.
   const std::string stuck = WithStub("exec sleep 2");
   const Outcome ended =
       Shell(stuck + "timeout --preserve-status -s INT 1 " ZOCAM_TOOL " " + line + File("x.mp4"));
   EXPECT_EQ(ended.status, 130) << ended.out;
   EXPECT_EQ(FileCount(), 2u) << "the recording and the stub";
+}
+
+TEST_F(Export, TellsTheVideoProgramARateItTakes) {
+  RecordWarming(6);
+  const std::string stub = WithStub("echo \"$@\" >" + File("said") + "; cat >/dev/null");
+  const auto rate = [&](const std::string& options) {
+    const Outcome outcome =
+        Shell(stub + ZOCAM_TOOL " export " + film_ + " -o " + File("v.mp4 ") + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.out;
+    const std::string said = Contents(File("said"));
+    const size_t from = said.find("-framerate ") + 11;
+    return said.substr(from, said.find(' ', from) - from);
+  };
+  EXPECT_EQ(rate(""), "10/1");
+  EXPECT_EQ(rate("--every 2"), "5/1");
+  EXPECT_EQ(rate("--every 1000000"), "1/1000");
+  EXPECT_EQ(rate("--fps 12.5"), "12.5");
+  Stamp(5, 750, 6);
+  EXPECT_EQ(rate(""), "20/3") << "the average";
+  EXPECT_EQ(rate("--to 0.4"), "10/1") << "of the range";
+  for (int k = 0; k < 6; ++k) Stamp(k, k / 5, static_cast<uint32_t>(k + 1));
+  EXPECT_EQ(rate(""), "1000");
 }
 
 TEST_F(Export, MakesAVideoOfTheRecordedRate) {

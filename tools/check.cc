@@ -8,6 +8,7 @@
 
 #include "tools/advice.h"
 #include "tools/commands.h"
+#include "tools/interruption.h"
 #include "tools/offset_text.h"
 #include "tools/output_file.h"
 #include "tools/recording_walk.h"
@@ -90,11 +91,11 @@ class Repair {
  public:
   explicit Repair(const CheckOptions& options) : path_(options.repairPath) {
     if (path_.empty()) return;
+    RequireOtherFile(path_, options.path);
     std::error_code error;
-    if (std::filesystem::equivalent(path_, options.path, error))
-      throw ToolError(path_ + " is the file to be checked; name another one for --repair");
     if (!options.overwrite && std::filesystem::exists(path_, error))
       throw ToolError(path_ + " exists; name another file or add --overwrite");
+    NoticeEndSignals();  // a half-written file is removed then
     output_.emplace(path_);
   }
 
@@ -132,7 +133,7 @@ int CheckRecords(const CheckOptions& options, RecordingFile& file) {
   Repair repair(options);
   repair.Write(file.Header());
   const WalkResult result =
-      WalkRecording(file, [&](std::span<const uint8_t> record) { repair.Write(record); });
+      WalkRecording(file, [&](const IntactRecord& one) { repair.Write(one.bytes); });
   if (options.json) {
     PrintJson({{"file", options.path},
                {"records", result.records},
@@ -155,7 +156,7 @@ int Check(const CheckOptions& options) {
   } catch (const HeaderDamage& damage) {
     return ReportHeader(options, damage);
   }
-  return CheckRecords(options, *file);
+  return RunInterruptibly([&] { return CheckRecords(options, *file); });
 }
 
 }  // namespace

@@ -54,6 +54,7 @@ void DumpTo(const char* path, const DumpOptions& options, const zocam::Device& d
 void Write(const DumpOptions& options, const zocam::Device& device, const zocam::Frame& frame,
            const std::vector<uint16_t>& values) {
   if (options.outputPath.empty()) return DumpTo(nullptr, options, device, frame, values);
+  RequireOtherFile(options.outputPath, options.source);
   // By way of memory, because the library does not tell when a file cannot be written to its end.
   const int memory = memfd_create("frame", MFD_CLOEXEC);
   if (memory < 0) throw ToolError("cannot write " + options.outputPath + ": " + ErrnoText(errno));

@@ -1,23 +1,29 @@
 // zocam export: a recording as pictures, an array, a table or a video.
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
+#include <numeric>
 
 #include "tools/advice.h"
 #include "tools/commands.h"
 #include "tools/decode_options.h"
+#include "tools/frame_plan.h"
 #include "tools/frame_sink.h"
+#include "tools/interruption.h"
 #include "tools/measurement.h"
 #include "tools/offset_text.h"
+#include "tools/output_file.h"
 #include "tools/progress_bar.h"
 #include "tools/source.h"
 
 namespace {
 
 using std::chrono::milliseconds;
+
+enum class OutputKind { kFolder, kArray, kTable, kVideo };
 
 struct ExportOptions {
   std::string recording;
@@ -32,68 +38,78 @@ struct ExportOptions {
   bool overwrite = false;
   std::vector<Region> spots;
   std::vector<Region> areas;
-  std::string rate;  // of a video; empty: as recorded
+  std::string rate;           // of a video; empty: as recorded
+  std::string pictureOption;  // one that was given and changes pictures only
 
   TimeRange Range() const { return {from.value_or(milliseconds(0)), to.value_or(TimeRange().to)}; }
+  bool ShowsPictures(OutputKind kind) const {
+    return kind == OutputKind::kVideo || (kind == OutputKind::kFolder && values.empty());
+  }
 };
 
-enum class OutputKind { kFolder, kArray, kTable, kVideo };
-
 OutputKind KindOf(const std::string& output) {
+  if (output.empty() || output == "-")
+    throw ToolError("cannot write to standard output; name a folder or a file with -o");
   const std::filesystem::path path(output);
-  const std::string suffix = path.extension();
-  if (std::filesystem::is_directory(path) || suffix.empty()) return OutputKind::kFolder;
+  std::string suffix = path.extension();
+  std::ranges::transform(suffix, suffix.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::error_code error;
+  if (suffix.empty() || std::filesystem::is_directory(path, error)) return OutputKind::kFolder;
   if (suffix == ".npy") return OutputKind::kArray;
   if (suffix == ".csv") return OutputKind::kTable;
   if (suffix == ".mp4") return OutputKind::kVideo;
   throw ToolError("cannot write " + output + ": \"" + suffix +
-                  "\" is no known kind of file; there are .npy, .csv, .mp4, and folders, whose "
-                  "names have no point");
+                  "\" is no known kind of file; there are .npy, .csv, .mp4, and folders (a name "
+                  "with a point needs a / at its end)");
 }
 
+// Options that the output would not show are mistakes.
 void RequireFittingOptions(const ExportOptions& options, OutputKind kind) {
-  const auto require = [](bool fits, const char* message) {
+  const auto require = [](bool fits, const std::string& message) {
     if (!fits) throw ToolError(message);
   };
   require(kind == OutputKind::kTable || (options.spots.empty() && options.areas.empty()),
           "--spot and --area are for tables; name a .csv file with -o");
-  require(kind == OutputKind::kFolder || (options.values.empty() && !options.overwrite),
-          "--raw16 and --overwrite are for folders; name one with -o");
+  require(kind == OutputKind::kFolder || options.values.empty(),
+          "--raw16 is for folders; name one with -o");
+  require(kind == OutputKind::kFolder || kind == OutputKind::kArray || !options.overwrite,
+          "--overwrite is for folders and .npy files; others are replaced without it");
   require(kind == OutputKind::kVideo || options.rate.empty(),
           "--fps is for videos; name an .mp4 file with -o");
+  require(options.ShowsPictures(kind) || options.pictureOption.empty(),
+          options.pictureOption + " is for pictures; this writes the values themselves");
 }
 
-// How many whole records a recording has. When it was started again in the middle, these are more
-// than its last frame's number tells.
-uint32_t CountRecords(const zocam::Recording& film) {
-  std::ifstream file(film.Label(), std::ios::binary);
-  std::string header;
-  std::getline(file, header);
-  std::error_code error;
-  const auto bytes = std::filesystem::file_size(film.Label(), error);
-  constexpr size_t kMarkerBytes = 6;
-  const size_t recordBytes = kMarkerBytes + film.RawFrameBytes() + size_t{2} * film.Width();
-  if (error || bytes < header.size()) return film.LastFrameNumber();
-  return static_cast<uint32_t>((bytes - header.size()) / recordBytes);
+// Within what video programs take. Parts of a fraction that are this large stay far from overflow.
+std::string RateText(uint64_t frames, uint64_t seconds) {
+  constexpr uint64_t kMost = 1000;  // frames per second, and seconds per frame
+  if (frames / kMost >= seconds) return std::to_string(kMost);
+  if (seconds / kMost >= frames) return "1/" + std::to_string(kMost);
+  const uint64_t common = std::gcd(frames, seconds);
+  return std::to_string(frames / common) + "/" + std::to_string(seconds / common);
 }
 
 class Export {
  public:
   explicit Export(ExportOptions& options)
       : options_(options),
-        range_(options.Range()),
+        kind_(KindOf(options.output)),
         film_(OpenRecording(options.recording)),
-        records_(CountRecords(film_)),
-        restarted_(records_ > film_.LastFrameNumber()),
-        pictures_(film_, options.picture, options.layout, range_) {}
+        plan_(PlanFrames(options.recording, options.Range())),
+        // Where times are in disorder, no range of them makes a gain.
+        pictures_(film_, options.picture, options.layout,
+                  plan_.isOrdered ? options.Range() : TimeRange()) {}
 
   int Run() {
+    RequireOtherFile(options_.output, options_.recording);
+    if (plan_.count == 0) FailOutsideRecording();
     options_.decoding.Apply(film_);
     options_.picture.Apply(film_);
     quantity_ = QuantityOf(film_);
     for (const std::vector<Region>* regions : {&options_.spots, &options_.areas})
       for (const Region& region : *regions) RequireInside(region, film_.Width(), film_.Height());
-    GoToStart();
+    if (!ShowsPictures()) NoticeEndSignals();
     sink_ = MakeSink();
     const bool whole = AddFrames();
     if (taken_ == 0) FailWithoutFrames();
@@ -103,11 +119,13 @@ class Export {
   }
 
  private:
+  bool ShowsPictures() const { return options_.ShowsPictures(kind_); }
+
   std::unique_ptr<FrameSink> MakeSink() {
     const std::string& output = options_.output;
-    switch (KindOf(output)) {
+    switch (kind_) {
       case OutputKind::kArray:
-        return MakeArray(output, film_);
+        return MakeArray(output, options_.overwrite, film_);
       case OutputKind::kTable:
         return MakeTable(output, options_.spots, options_.areas, film_);
       case OutputKind::kVideo:
@@ -115,42 +133,33 @@ class Export {
       default:
         break;
     }
-    FolderOptions folder{output, FrameFile::kPicture, options_.overwrite, restarted_};
+    FolderOptions folder{output, FrameFile::kPicture, options_.overwrite};
     if (options_.values == "png") folder.kind = FrameFile::kPngValues;
     if (options_.values == "tiff") folder.kind = FrameFile::kTiffValues;
     return MakeFolder(folder, film_, pictures_);
   }
 
-  // The real frames per second, as a fraction.
+  // The real frames per second where times tell them.
   std::string RecordedRate() const {
-    const uint64_t frames = records_ - 1;
-    const auto length = (film_.Length() - film_.HeadTimeOffset()).count();
-    if (restarted_ || frames == 0 || length <= 0) {
-      char text[32];
-      std::snprintf(text, sizeof text, "%.3f", film_.FrameRate() / options_.every);
-      return text;
-    }
-    return std::to_string(frames * 1000) + "/" +
-           std::to_string(static_cast<uint64_t>(length) * options_.every);
-  }
-
-  // Frames before the range's first one are passed over later; a recording that was started again
-  // has no order of times to seek in.
-  void GoToStart() {
-    if (restarted_ || range_.from <= film_.HeadTimeOffset()) return;
-    if (!film_.Seek(range_.from - milliseconds(1))) FailOutsideRecording();
+    constexpr uint64_t kMsPerSecond = 1000;
+    const auto length = static_cast<uint64_t>((plan_.last - plan_.first).count());
+    if (plan_.isOrdered && length > 0)
+      return RateText(uint64_t{plan_.count - 1} * kMsPerSecond, length * options_.every);
+    return RateText(ZoLib_GetFrameRateNumerator(film_.Handle()),
+                    uint64_t{ZoLib_GetFrameRateDenominator(film_.Handle())} * options_.every);
   }
 
   // False when a damaged record ended it.
   bool AddFrames() {
-    ProgressBar bar(TotalSteps(), restarted_ ? "frames" : "s");
-    while (const auto frame = NextFrame()) {
-      ++position_;
-      const milliseconds time = frame->Stamp()->timeOffset;
-      ShowProgress(bar, time);
-      if (time > range_.to && !restarted_) break;
-      if (time < range_.from || time > range_.to) continue;
-      lastTime_ = time;
+    ProgressBar bar(static_cast<uint32_t>(plan_.frames.size()), "frames");
+    for (const PlannedFrame planned : plan_.frames) {
+      ThrowIfInterrupted();
+      const auto frame = NextFrame();
+      if (!frame) break;
+      bar.Show(++position_);
+      if (planned == PlannedFrame::kLeave) continue;
+      if (planned == PlannedFrame::kTake) lastTime_ = frame->Stamp()->timeOffset;
+      if (planned == PlannedFrame::kTakeMisfit) ++misfits_;
       if (seen_++ % options_.every == 0) Take(*frame);
     }
     return !damaged_;
@@ -169,28 +178,22 @@ class Export {
   void Take(const zocam::Frame& frame) {
     options_.decoding.FollowResolution(film_, frame);
     if (DecodeTemperatures(frame, image_)) {
-      sink_->Add({frame, image_, quantity_, *frame.Stamp(), position_});
-      ++taken_;
+      if (taken_++ == 0 && ShowsPictures()) PreparePictures(frame);
+      sink_->Add({frame, image_, quantity_, *frame.Stamp(), Position()});
       return;
     }
     if (taken_ == 0) RequireOwnModel(frame, film_);
     ++undecoded_;
   }
 
-  // Times tell how far the work is, unless they begin again and again.
-  uint32_t TotalSteps() const {
-    if (restarted_) return records_;
-    return std::max(SecondsIntoRange(std::min(range_.to, film_.Length())), 1u);
+  // A signal ends the long scan at once, which has begun nothing that would have to be taken back.
+  void PreparePictures(const zocam::Frame& frame) {
+    pictures_.Prepare(frame);
+    NoticeEndSignals();
   }
-  uint32_t SecondsIntoRange(milliseconds time) const {
-    const milliseconds start = std::max(range_.from, film_.HeadTimeOffset());
-    return time <= start ? 0 : static_cast<uint32_t>((time - start).count() / 1000);
-  }
-  void ShowProgress(ProgressBar& bar, milliseconds time) {
-    const uint32_t done = restarted_ ? position_ : SecondsIntoRange(time);
-    if (done <= shown_ || done > TotalSteps()) return;
-    shown_ = done;
-    bar.Show(done);
+
+  std::optional<uint32_t> Position() const {
+    return plan_.isOrdered ? std::nullopt : std::optional(position_);
   }
 
   void PrintSummary() const {
@@ -198,6 +201,14 @@ class Export {
         options_.output + ": " + std::to_string(taken_) + (taken_ == 1 ? " frame" : " frames");
     if (undecoded_ > 0) text += ", " + std::to_string(undecoded_) + " without temperatures";
     std::printf("%s\n", text.c_str());
+    if (misfits_ > 0)
+      std::fprintf(stderr,
+                   "zocam: %u of the frames in %s have a number, time or date that cannot be; "
+                   "zocam check tells which\n",
+                   misfits_, film_.Label().c_str());
+    if (!plan_.isOrdered && kind_ == OutputKind::kFolder)
+      std::fprintf(stderr, "zocam: files are numbered by the frames' places in %s\n",
+                   film_.Label().c_str());
     if (damaged_)
       std::fprintf(stderr, "zocam: %s is damaged after %s; zocam check can save the rest\n",
                    film_.Label().c_str(), OffsetText(lastTime_).c_str());
@@ -211,23 +222,22 @@ class Export {
   }
   [[noreturn]] void FailOutsideRecording() const {
     throw ToolError(film_.Label() + " has no frame at these times; it goes from " +
-                    OffsetText(film_.HeadTimeOffset()) + " to " + OffsetText(film_.Length()));
+                    OffsetText(plan_.start) + " to " + OffsetText(plan_.end));
   }
 
   ExportOptions& options_;
-  const TimeRange range_;
+  const OutputKind kind_;
   zocam::Recording film_;
-  const uint32_t records_;
-  const bool restarted_;
+  const FramePlan plan_;
   SteadyPictures pictures_;
   std::unique_ptr<FrameSink> sink_;
   Quantity quantity_ = Quantity::kTemperature;
   zocam::TemperatureImage image_;
-  uint32_t position_ = 0;  // of the last frame read; without a seek that in the recording
+  uint32_t position_ = 0;  // of the last frame read
   uint32_t seen_ = 0;      // in the range
   uint32_t taken_ = 0;
   uint32_t undecoded_ = 0;
-  uint32_t shown_ = 0;
+  uint32_t misfits_ = 0;
   milliseconds lastTime_{};
   bool damaged_ = false;
 };
@@ -236,7 +246,7 @@ int ExportRecording(ExportOptions& options) {
   RequireFittingOptions(options, KindOf(options.output));
   if (options.from && options.to && *options.from > *options.to)
     throw ToolError("--from is later than --to");
-  return Export(options).Run();
+  return RunInterruptibly([&] { return Export(options).Run(); });
 }
 
 std::string CheckRate(const std::string& text) {
@@ -256,8 +266,8 @@ void AddExportCommand(CLI::App& app, Action& action) {
   AddRecordingArgument(*command, options->recording);
   command
       ->add_option("-o,--output", options->output,
-                   "a folder for pictures (PNG), or a file: .npy all values, .csv values over "
-                   "time, .mp4 a video")
+                   "a folder for pictures (PNG), or a file: .npy all values (and a .json that "
+                   "describes them), .csv values over time, .mp4 a video")
       ->type_name("DIR|FILE")
       ->required();
   AddOffsetOption(*command, "--from", options->from, "time of the first frame");
@@ -275,11 +285,15 @@ void AddExportCommand(CLI::App& app, Action& action) {
                    "unit")
       ->check(CLI::IsMember({"png", "tiff"}).description(""))
       ->type_name("png|tiff");
-  command->add_flag("--overwrite", options->overwrite, "folder: it need not be empty");
+  command->add_flag("--overwrite", options->overwrite,
+                    "folder: it need not be empty; .npy: the .json may replace any");
   AddRegionOptions(*command, options->spots, options->areas);
   command->add_option("--fps", options->rate, "video: frames per second (as recorded)")
       ->check(CLI::Validator(CheckRate, ""))
       ->type_name("N");
-  command->callback(
-      [&action, options] { action = [options] { return ExportRecording(*options); }; });
+  command->callback([command, &action, options] {
+    for (const char* name : {"--format", "--gain", "--range", "--scale", "--no-bar"})
+      if (command->count(name) != 0) options->pictureOption = name;
+    action = [options] { return ExportRecording(*options); };
+  });
 }

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "tools/advice.h"
 #include "tools/camera_summary.h"
 #include "tools/frame_sink.h"
 #include "tools/npy_file.h"
@@ -21,17 +22,15 @@ std::string Dump(const ordered_json& json, int indent) {
 
 class FrameArray : public FrameSink {
  public:
-  FrameArray(const std::string& path, const zocam::Recording& film)
-      : film_(film),
-        values_(path, film.Width(), film.Height()),
-        index_(std::filesystem::path(path).replace_extension(".json")) {}
+  FrameArray(const std::string& path, const std::string& indexPath, const zocam::Recording& film)
+      : film_(film), values_(path, film.Width(), film.Height()), index_(indexPath) {}
 
   void Add(const ExportedFrame& frame) override {
     if (isFirst_) index_.Write(Head(frame));
-    const ordered_json entry = {
-        {"number", frame.stamp.number},
-        {"time", static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0},
-        {"date", DateTimeText(frame.stamp.dateTime)}};
+    ordered_json entry = {{"number", frame.stamp.number},
+                          {"time", static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0},
+                          {"date", DateTimeText(frame.stamp.dateTime)}};
+    if (frame.position) entry["position"] = *frame.position;
     index_.Write((isFirst_ ? "\n    " : ",\n    ") + Dump(entry, -1));
     isFirst_ = false;
     values_.Add(frame.image.values);
@@ -72,6 +71,15 @@ class FrameArray : public FrameSink {
 
 }  // namespace
 
-std::unique_ptr<FrameSink> MakeArray(const std::string& path, const zocam::Recording& film) {
-  return std::make_unique<FrameArray>(path, film);
+std::unique_ptr<FrameSink> MakeArray(const std::string& path, bool overwrite,
+                                     const zocam::Recording& film) {
+  namespace fs = std::filesystem;
+  const std::string indexPath = fs::path(path).replace_extension(".json");
+  RequireOtherFile(indexPath, film.Label());
+  std::error_code error;
+  // Beside an array it comes from an earlier export.
+  if (!overwrite && fs::exists(indexPath, error) && !fs::exists(path, error))
+    throw ToolError(indexPath + ", which is written beside " + path +
+                    ", exists and belongs to no such array; name another file, or add --overwrite");
+  return std::make_unique<FrameArray>(path, indexPath, film);
 }

@@ -18,22 +18,34 @@ class FrameFolder : public FrameSink {
   FrameFolder(const FolderOptions& options, const zocam::Recording& film, SteadyPictures& pictures)
       : options_(options), film_(film), pictures_(pictures) {
     std::error_code error;
-    fs::create_directories(options.path, error);
-    const bool isEmpty = !error && fs::is_empty(options.path, error);
-    if (error) throw ToolError("cannot write to " + options.path + ": " + error.message());
+    if (!fs::exists(options.path, error)) return;
+    if (!fs::is_directory(options.path, error))
+      throw ToolError("cannot write to " + options.path + ": it is no folder");
+    const bool isEmpty = fs::is_empty(options.path, error);
+    if (error) FailToWrite(error);
     if (!isEmpty && !options.overwrite)
       throw ToolError("folder " + options.path + " is not empty; name another, or add --overwrite");
   }
 
   void Add(const ExportedFrame& frame) override {
-    const uint32_t number = options_.byPosition ? frame.position : frame.stamp.number;
+    const uint32_t number = frame.position.value_or(frame.stamp.number);
     const char* suffix = options_.kind == FrameFile::kTiffValues ? "tiff" : "png";
     char name[32];
     std::snprintf(name, sizeof name, "frame-%06u.%s", unsigned{number}, suffix);
-    WriteOutputFile(fs::path(options_.path) / name, Encode(frame));
+    const std::string path = fs::path(options_.path) / name;
+    RequireOtherFile(path, film_.Label());
+    const std::vector<uint8_t> bytes = Encode(frame);
+    std::error_code error;
+    fs::create_directories(options_.path, error);
+    if (error) FailToWrite(error);
+    WriteOutputFile(path, bytes);
   }
 
  private:
+  [[noreturn]] void FailToWrite(const std::error_code& error) const {
+    throw ToolError("cannot write to " + options_.path + ": " + error.message());
+  }
+
   std::vector<uint8_t> Encode(const ExportedFrame& frame) {
     if (options_.kind == FrameFile::kTiffValues)
       return EncodeTiff(frame.image, frame.quantity, SourceText(film_), frame.stamp.dateTime);

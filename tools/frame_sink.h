@@ -18,7 +18,8 @@ struct ExportedFrame {
   const zocam::TemperatureImage& image;
   Quantity quantity;
   zocam::FrameStamp stamp;
-  uint32_t position;  // in the recording, from 1
+  // In the recording, from 1; told where the frames' own numbers do not tell them apart.
+  std::optional<uint32_t> position;
 };
 
 class FrameSink {
@@ -39,13 +40,13 @@ struct FolderOptions {
   std::string path;
   FrameFile kind = FrameFile::kPicture;
   bool overwrite = false;
-  bool byPosition = false;  // files are numbered so, not by the frames' numbers
 };
 
 // Each throws ToolError when the output cannot be begun. What they are given must outlive them.
 std::unique_ptr<FrameSink> MakeFolder(const FolderOptions& options, const zocam::Recording& film,
                                       SteadyPictures& pictures);
-std::unique_ptr<FrameSink> MakeArray(const std::string& path, const zocam::Recording& film);
+std::unique_ptr<FrameSink> MakeArray(const std::string& path, bool overwrite,
+                                     const zocam::Recording& film);
 std::unique_ptr<FrameSink> MakeTable(const std::string& path, const std::vector<Region>& spots,
                                      const std::vector<Region>& areas,
                                      const zocam::Recording& film);

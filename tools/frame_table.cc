@@ -12,22 +12,16 @@ class FrameTable : public FrameSink {
  public:
   FrameTable(const std::string& path, const std::vector<Region>& spots,
              const std::vector<Region>& areas, const zocam::Recording& film)
-      : film_(film), spots_(spots), areas_(areas), file_(path) {
-    // Names with commas stand in quotes.
-    std::string head = "frame,seconds,date";
-    if (spots.empty() && areas.empty()) head += ",min,max,mean,centre";
-    for (const Region& spot : spots) head += ",\"spot " + spot.text + "\"";
-    for (const Region& area : areas)
-      for (const char* value : {"min", "max", "mean"})
-        head += ",\"area " + area.text + " " + value + "\"";
-    file_.Write(head + "\n");
-  }
+      : film_(film), spots_(spots), areas_(areas), file_(path) {}
 
   void Add(const ExportedFrame& frame) override {
+    if (isFirst_) file_.Write(Head(frame) + "\n");
+    isFirst_ = false;
+    line_ = frame.position ? std::to_string(*frame.position) + "," : "";
     char text[64];
     std::snprintf(text, sizeof text, "%u,%.3f,", unsigned{frame.stamp.number},
                   static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0);
-    line_ = text + DateTimeText(frame.stamp.dateTime);
+    line_ += text + DateTimeText(frame.stamp.dateTime);
     if (spots_.empty() && areas_.empty()) {
       const ValueSummary seen = Summarise(frame.image, frame.quantity, film_);
       AppendCells(frame.quantity, {seen.minimum, seen.maximum, seen.mean, seen.centre});
@@ -44,6 +38,17 @@ class FrameTable : public FrameSink {
   void Finish() override { file_.Commit(); }
 
  private:
+  // Names with commas stand in quotes.
+  std::string Head(const ExportedFrame& frame) const {
+    std::string head = frame.position ? "position," : "";
+    head += "frame,seconds,date";
+    if (spots_.empty() && areas_.empty()) head += ",min,max,mean,centre";
+    for (const Region& spot : spots_) head += ",\"spot " + spot.text + "\"";
+    for (const Region& area : areas_)
+      for (const char* value : {"min", "max", "mean"})
+        head += ",\"area " + area.text + " " + value + "\"";
+    return head;
+  }
   void AppendCells(Quantity quantity, std::initializer_list<double> values) {
     for (const double value : values) {
       char cell[32];
@@ -57,6 +62,7 @@ class FrameTable : public FrameSink {
   const std::vector<Region>& areas_;
   OutputStream file_;
   std::string line_;
+  bool isFirst_ = true;
 };
 
 }  // namespace

@@ -78,26 +78,17 @@ void AddExtent(ordered_json& info, RecordingFile& file, const zocam::Recording& 
   info["tornTail"] = file.TailBytes();
 }
 
-ordered_json DescribeFile(const std::string& path) {
-  RecordingFile file(path);
-  if (file.Capacity() == 0) throw HeaderDamage("there is no whole record in it");
+ordered_json DescribeRecording(const std::string& path) {
+  const std::unique_ptr<RecordingFile> file = OpenRecordingFile(path);
   const zocam::Recording film = zocam::Recording::OpenPassive(path);
-  ordered_json info = {{"file", path}, {"bytes", file.Size()}};
+  ordered_json info = {{"file", path}, {"bytes", file->Size()}};
   info.update(SummaryJson(path, film));
   info.erase("node");
   info.erase("name");  // files do not keep it
   AddModel(info, film);
-  AddExtent(info, file, film);
+  AddExtent(info, *file, film);
   AddDecoding(info, film);
   return info;
-}
-
-ordered_json DescribeRecording(const std::string& path) {
-  try {
-    return DescribeFile(path);
-  } catch (const HeaderDamage& damage) {
-    throw ToolError("cannot open " + path + ": " + damage.what());
-  }
 }
 
 void PrintLine(const char* name, const std::string& value) {

@@ -63,7 +63,9 @@ OutputStream::OutputStream(const std::string& path) : path_(path) {
     if (!S_ISREG(existing.st_mode)) throw ToolError("cannot write " + path + ": it is no file");
     if (access(path.c_str(), W_OK) != 0) Fail(path, errno);
     // A link keeps leading to the file that is replaced.
-    path_ = std::filesystem::canonical(path);
+    std::error_code error;
+    path_ = std::filesystem::canonical(path, error);
+    if (error) Fail(path, error.value());
     mode = existing.st_mode & 07777;
   }
   OpenNameless();
@@ -128,6 +130,12 @@ void OutputStream::Commit() {
   if (const int error = CloseNow(fd_)) Fail(path_, error);
   if (rename(temporary_.c_str(), path_.c_str()) != 0) Fail(path_, errno);
   temporary_.clear();
+}
+
+void RequireOtherFile(const std::string& output, const std::string& recording) {
+  std::error_code error;  // of a file that is not there yet
+  if (std::filesystem::equivalent(output, recording, error))
+    throw ToolError("cannot write " + output + ": it is the recording itself; name another file");
 }
 
 void WriteOutputFile(const std::string& path, std::span<const uint8_t> bytes) {

@@ -7,13 +7,17 @@
 #include <string>
 #include <string_view>
 
-// Writes the file under a temporary name beside its place and renames it when all of it is on the
-// disk. What is no regular file (a pipe, a device) is written directly. Throws ToolError.
+// Throws ToolError when what would be written is the recording that is read.
+void RequireOtherFile(const std::string& output, const std::string& recording);
+
+// Writes the file under a temporary name beside its place and renames it when all of it is written.
+// What is no regular file (a pipe, a device) is written directly. Throws ToolError.
 void WriteOutputFile(const std::string& path, std::span<const uint8_t> bytes);
 
 // A regular file that is written piece by piece and appears under its name with Commit(). Until
 // then it has no name where the file system allows that, so that not even a killed program leaves a
-// part of it. What is there already and is no regular file is refused. Members throw ToolError.
+// part of it; elsewhere it has a temporary one, which the destructor removes. What is there already
+// and is no regular file is refused. Members throw ToolError.
 class OutputStream {
  public:
   explicit OutputStream(const std::string& path);

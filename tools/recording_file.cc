@@ -214,3 +214,13 @@ int64_t RecordingFile::FindRecord(int64_t from, const std::function<void(int64_t
   }
   return size_;
 }
+
+std::unique_ptr<RecordingFile> OpenRecordingFile(const std::string& path) {
+  try {
+    auto file = std::make_unique<RecordingFile>(path);
+    if (file->Capacity() == 0) throw HeaderDamage("there is no whole record in it");
+    return file;
+  } catch (const HeaderDamage& damage) {
+    throw ToolError("cannot open " + path + ": " + damage.what());
+  }
+}

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -78,5 +79,8 @@ class RecordingFile {
   std::vector<uint8_t> window_;  // of the file, from windowStart_
   int64_t windowStart_ = 0;
 };
+
+// A file that has at least one record and whose header is good. Throws ToolError, in full.
+std::unique_ptr<RecordingFile> OpenRecordingFile(const std::string& path);
 
 #endif

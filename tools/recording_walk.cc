@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "tools/interruption.h"
 #include "tools/offset_text.h"
 #include "tools/progress_bar.h"
 
@@ -38,6 +39,7 @@ class Progress {
     if (size >= kLongWork) bar_.emplace(static_cast<uint32_t>(size / kMebi), "MiB");
   }
   void Show(int64_t place) {
+    ThrowIfInterrupted();
     const auto done = static_cast<uint32_t>(place / kMebi);
     // One by one, because lines of plain text are drawn at certain numbers.
     while (bar_ && shown_ < done) bar_->Show(++shown_);
@@ -146,7 +148,7 @@ class Walk {
     }
     if (step == Step::kOn && stamp.number - last_.number > 1)
       Report(FindingKind::kMissingFrames, waiting_->place, MissingText(stamp.number));
-    take_(waiting_->bytes);
+    take_({waiting_->place.record, stamp, waiting_->bytes});
     ++result_.records;
     last_ = stamp;
   }

@@ -53,8 +53,15 @@ struct WalkResult {
   bool IsDamaged() const;
 };
 
-// Hands on every intact record as it is. Throws ToolError when the file cannot be read.
-using TakeRecord = std::function<void(std::span<const uint8_t>)>;
+// An intact record, as it is.
+struct IntactRecord {
+  uint64_t record;  // which one in the file, from 1
+  zocam::FrameStamp stamp;
+  std::span<const uint8_t> bytes;
+};
+
+// Hands on every intact record. Throws ToolError when the file cannot be read, and Interruption.
+using TakeRecord = std::function<void(const IntactRecord&)>;
 WalkResult WalkRecording(RecordingFile& file, const TakeRecord& take);
 
 #endif

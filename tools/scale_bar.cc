@@ -133,7 +133,7 @@ Picture PictureLayout::ScaleBarFor(uint32_t rows, const ColourScale& scale) cons
 }
 
 Picture PictureLayout::Compose(const Picture& picture, const Picture& bar) const {
-  const Picture enlarged = Enlarge(picture, scale_);
+  Picture enlarged = Enlarge(picture, scale_);
   if (bar.width == 0) return enlarged;
   Picture whole(enlarged.width + bar.width, enlarged.height);
   Paste(whole, enlarged, 0, 0);

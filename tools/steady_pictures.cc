@@ -38,13 +38,13 @@ std::pair<uint16_t, uint16_t> ChangingRange(const std::vector<uint16_t>& values,
 
 }  // namespace
 
+void SteadyPictures::Prepare(const zocam::Frame& frame) {
+  options_.ApplyRange(film_);
+  if (!options_.IsManual()) MakeGain();
+  bar_ = layout_.ScaleBarFor(frame.Height(), ScaleOf(frame));
+}
+
 Picture SteadyPictures::Render(const zocam::Frame& frame) {
-  if (!ready_) {
-    options_.ApplyRange(film_);
-    if (!options_.IsManual()) MakeGain();
-    bar_ = layout_.ScaleBarFor(frame.Height(), ScaleOf(frame));
-    ready_ = true;
-  }
   return layout_.Compose(RenderPicture(frame, options_), bar_);
 }
 

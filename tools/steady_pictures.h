@@ -23,7 +23,9 @@ class SteadyPictures {
                  TimeRange range)
       : film_(film), options_(options), layout_(layout), range_(range) {}
 
-  // The first frame, which must have temperatures, takes as long as a scan of the recording.
+  // To be called once with a frame that has been decoded, before the first one is rendered. Takes
+  // as long as a scan of the recording.
+  void Prepare(const zocam::Frame& frame);
   Picture Render(const zocam::Frame& frame);
 
  private:
@@ -34,7 +36,6 @@ class SteadyPictures {
   const PictureOptions& options_;
   const PictureLayout& layout_;
   const TimeRange range_;
-  bool ready_ = false;
   Picture bar_;
 };
 

@@ -1,6 +1,7 @@
 #include "tools/video_pipe.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -16,8 +17,13 @@
 #include <vector>
 
 #include "tools/advice.h"
+#include "tools/interruption.h"
 
 namespace {
+
+// Between looks at the signals and at the program.
+constexpr int kLongestWaitMs = 200;
+constexpr std::chrono::milliseconds kPause(10);
 
 std::vector<std::string> ProgramArguments(const std::string& file, uint32_t width, uint32_t height,
                                           const std::string& rate) {
@@ -118,6 +124,7 @@ VideoPipe::VideoPipe(const std::string& program, const std::string& file, uint32
   }
   std::signal(SIGPIPE, SIG_IGN);  // a program that gave up shows in the result of a write
   input_ = ends[1];
+  fcntl(input_, F_SETFL, O_NONBLOCK);  // so that a program that takes nothing holds up nobody
   try {
     process_ = Spawn(program, ProgramArguments(file, width, height, rate), ends[0], messages_);
   } catch (...) {
@@ -139,13 +146,31 @@ void VideoPipe::Write(const Picture& picture) {
   std::span<const uint8_t> bytes(pixels.data()->data(), pixels.size_bytes());
   while (!bytes.empty()) {
     const ssize_t written = write(input_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) FailAsToldByProgram();
+    if (written < 0 && errno == EAGAIN) {
+      AwaitRoom();
+      continue;
+    }
+    if (written < 0 && errno != EINTR) FailAsToldByProgram();
+    if (written < 0) continue;
     bytes = bytes.subspan(static_cast<size_t>(written));
   }
 }
 
+void VideoPipe::AwaitRoom() const {
+  ThrowIfInterrupted();
+  pollfd room{input_, POLLOUT, 0};
+  poll(&room, 1, kLongestWaitMs);
+}
+
 void VideoPipe::Finish() {
+  // The end of its input tells the program to complete the video.
+  close(std::exchange(input_, -1));
+  siginfo_t ended{};
+  while (waitid(P_PID, static_cast<id_t>(process_), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         ended.si_pid == 0) {
+    ThrowIfInterrupted();
+    EndSignalWithin(kPause);
+  }
   const int status = Wait();
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) FailAsToldByProgram();
 }

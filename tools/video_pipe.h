@@ -13,7 +13,7 @@
 std::string FindVideoProgram();
 
 // One run of the program, which writes an MP4. All of it throws ToolError, with what the program
-// said last.
+// said last, and Interruption. The program ends with it.
 class VideoPipe {
  public:
   // The rate is a number or a fraction, in pictures per second.
@@ -29,6 +29,7 @@ class VideoPipe {
 
  private:
   [[noreturn]] void FailAsToldByProgram();
+  void AwaitRoom() const;
   int Wait();  // the program's wait status
 
   const std::string program_;

@@ -6,6 +6,10 @@
 #ifndef ZOCAM_DEVICE_HPP
 #define ZOCAM_DEVICE_HPP
 
+#if __cplusplus < 202002L
+#error "zocam.hpp needs C++20"
+#endif
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -162,6 +166,17 @@ class Frame {
     return image;
   }
 
+  /** As Temperatures(); nothing while the camera is not ready for that, before its first flat-field
+   * correction. @throws Error 22 when the frame is none of this model's: no other one will be. */
+  std::optional<TemperatureImage> TryTemperatures() const {
+    try {
+      return Temperatures();
+    } catch (const Error& error) {
+      if (error.Status() != ZO_STATUS_INVALID_STATE || Check() != ZO_STATUS_OK) throw;
+      return std::nullopt;
+    }
+  }
+
   /** As Render(format, out), into memory of its own. */
   Image Render(uint32_t format) const {
     Image image{Width(), Height(), format, {}};
@@ -228,8 +243,8 @@ class Device {
     return Adopt(handle, path);
   }
 
-  /** Opens the camera with this serial number; looks at every camera that FindDevices() finds.
-   * Thread: setup. */
+  /** Opens the camera with this serial number, also at a node that FindDevices() does not reach:
+   * /dev/video0 to /dev/video63. @throws Error 3 when none has it. Thread: setup. */
   static Device OpenSerial(uint64_t serialNumber);
 
   /** Takes over a handle made by the C interface, not null. @param label how errors name it. */
@@ -259,6 +274,7 @@ class Device {
   uint16_t ReleaseNumber() const noexcept { return ZoLib_GetReleaseNumber(Handle()); }
   uint16_t FirmwareVersion() const noexcept { return ZoLib_GetFirmwareVersion(Handle()); }
   uint64_t SerialNumber() const noexcept { return ZoLib_GetSerialNumberAsUINT64(Handle()); }
+  /** Empty for a recording. */
   std::string ProductName() const {
     std::array<char, 64> name{};
     ZoLib_GetDeviceName(Handle(), name.data(), static_cast<int32_t>(name.size() - 1));
@@ -267,6 +283,9 @@ class Device {
   uint32_t Width() const noexcept { return ZoLib_GetFrameWidth(Handle()); }
   uint32_t Height() const noexcept { return ZoLib_GetFrameHeight(Handle()); }
   uint32_t FooterLines() const noexcept { return ZoLib_GetFooterLines(Handle()); }
+  /** Columns at the left of the image that show a reference body instead of the scene. */
+  uint32_t ReferenceColumns() const noexcept { return ZoLib_GetRefTempRegion(Handle()); }
+  /** Bytes of one raw frame. */
   size_t RawFrameBytes() const noexcept { return size_t{2} * Width() * (Height() + FooterLines()); }
   uint8_t TelemetryRevision() const noexcept {
     return ZoLib_GetSupportedTelemetryDataRevision(Handle());
@@ -359,10 +378,12 @@ class Device {
     if (status != ZO_STATUS_DEVICE_NOT_READY) session_->Check(status, "cannot stop the stream");
   }
 
-  /** Frames per second that Start() chose. Thread: handle. */
+  /** Frames per second that Start() chose, or that a recording tells; 0 when nobody has. Thread:
+   * handle. */
   double FrameRate() const noexcept {
-    return static_cast<double>(ZoLib_GetFrameRateNumerator(Handle())) /
-           ZoLib_GetFrameRateDenominator(Handle());
+    const uint32_t denominator = ZoLib_GetFrameRateDenominator(Handle());
+    if (denominator == 0) return 0.0;
+    return static_cast<double>(ZoLib_GetFrameRateNumerator(Handle())) / denominator;
   }
 
   /** A frame over bytes that the caller keeps: a stored raw frame of this model. @throws Error 6
@@ -642,7 +663,8 @@ class Device {
 };
 
 /**
- * Opens every camera that the library's scan reaches; see ZoLib_GetDevices. @return none when there
+ * Opens every camera that the library's scan reaches, up to the first missing number: see
+ * ZoLib_GetDevices. Device::OpenSerial() and OpenNode() reach the others. @return none when there
  * is no camera. @throws Error when cameras are there and none could be opened. Thread: setup.
  */
 inline std::vector<Device> FindDevices() {
@@ -671,8 +693,16 @@ inline std::vector<Device> FindDevices() {
 }
 
 inline Device Device::OpenSerial(uint64_t serialNumber) {
-  for (Device& device : FindDevices())
-    if (device.SerialNumber() == serialNumber) return std::move(device);
+  // The library's scan ends at the first number without a camera or webcam.
+  constexpr int kNodes = 64;
+  for (int node = 0; node < kNodes; ++node) {
+    try {
+      Device device = OpenNode("/dev/video" + std::to_string(node));
+      if (device.SerialNumber() == serialNumber) return device;
+    } catch (const Error&) {
+      // Not there, another one's, or busy: the next may be it.
+    }
+  }
   throw Error(ZO_STATUS_DEVICE_NOT_FOUND, "cannot open camera " + std::to_string(serialNumber));
 }
 

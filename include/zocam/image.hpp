@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <vector>
 
 #include "zocam/zocam.h"
@@ -56,6 +57,20 @@ struct Image {
   std::vector<uint8_t> pixels; /**< height rows of width x BytesPerPixel(format) bytes */
 };
 
+/** A picture of three times the width and height, blended; of formats with 3 or 4 bytes per pixel
+ * (others: an empty one). @param leftColumns are left out. See ZoLib_Magnify3. Thread: any. */
+inline Image Magnify3(const Image& image, uint32_t leftColumns = 0) {
+  const uint32_t bytesPerPixel = BytesPerPixel(image.format);
+  if (bytesPerPixel < 3 || leftColumns >= image.width) return {};
+  Image result{3 * (image.width - leftColumns), 3 * image.height, image.format, {}};
+  // The fourth byte is left as it is.
+  result.pixels.assign(size_t{result.width} * result.height * bytesPerPixel, 0xFF);
+  const ZoStatus status =
+      ZoLib_Magnify3(image.pixels.data(), image.width, image.height, result.pixels.data(),
+                     static_cast<uint32_t>(result.pixels.size()), bytesPerPixel, leftColumns);
+  return status == ZO_STATUS_OK ? result : Image{};
+}
+
 /** A temperature image, row by row. */
 struct TemperatureImage {
   uint32_t width = 0;           /**< pixels */
@@ -63,6 +78,11 @@ struct TemperatureImage {
   int32_t resolution = 0;       /**< units per kelvin: 100 or 10 */
   std::vector<uint16_t> values; /**< in 1/resolution kelvin */
 
+  /** Degrees Celsius at a place, from the top left. @throws std::out_of_range */
+  double Celsius(uint32_t x, uint32_t y) const {
+    if (x >= width) throw std::out_of_range("zocam: no such column");
+    return Celsius(size_t{y} * width + x);
+  }
   /** Degrees Celsius of a pixel. @param pixel its index. @throws std::out_of_range */
   double Celsius(size_t pixel) const { return zocam::Celsius(values.at(pixel), resolution); }
 };

@@ -190,8 +190,11 @@ class Recording : public Device {
 class Writer {
  public:
   /** Creates the file and records the stream from now on; frame numbers and times begin anew.
-   * @throws Error 23 the file cannot be created, 22 the device writes or plays one already. */
+   * @throws Error 23 the file cannot be created, 22 the device writes or plays one already, or its
+   * stream was never started: the file would not tell its frame rate. */
   Writer(Device& device, const std::string& path) : session_(device.session_.get()), path_(path) {
+    if (device.FrameRate() == 0.0)
+      session_->Check(ZO_STATUS_INVALID_STATE, "start the stream before recording it");
     Begin([&] { return ZoLib_FileWriteSetup(Handle(), path.c_str()); });
   }
   /** Creates a file for frames that Add() hands over. @param rateNumerator, rateDenominator the

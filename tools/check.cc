@@ -8,6 +8,7 @@
 
 #include "tools/advice.h"
 #include "tools/commands.h"
+#include "tools/file_checks.h"
 #include "tools/interruption.h"
 #include "tools/offset_text.h"
 #include "tools/output_file.h"

@@ -11,6 +11,7 @@
 #include "tools/advice.h"
 #include "tools/commands.h"
 #include "tools/decode_options.h"
+#include "tools/file_checks.h"
 #include "tools/input_file.h"
 #include "tools/measurement.h"
 #include "tools/offset_text.h"

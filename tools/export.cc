@@ -10,6 +10,7 @@
 #include "tools/advice.h"
 #include "tools/commands.h"
 #include "tools/decode_options.h"
+#include "tools/file_checks.h"
 #include "tools/frame_plan.h"
 #include "tools/frame_sink.h"
 #include "tools/interruption.h"

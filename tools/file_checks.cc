@@ -27,11 +27,14 @@ void RequireFile(const std::string& path) {
     throw ToolError("cannot read " + path + ": it is no file");
 }
 
+void RequireOtherFile(const std::string& output, const std::string& recording) {
+  if (IsSameFile(output, recording))
+    throw ToolError("cannot write " + output + ": it is the recording itself; name another file");
+}
+
 void RequireDistinctFiles(const std::string& source, std::span<const std::string> outputs) {
   for (size_t i = 0; i < outputs.size(); ++i) {
-    if (IsSameFile(source, outputs[i]))
-      throw ToolError("cannot write " + outputs[i] +
-                      ": it is the recording that is read; choose another name");
+    RequireOtherFile(outputs[i], source);
     for (size_t k = 0; k < i; ++k)
       if (IsSameFile(outputs[k], outputs[i]))
         throw ToolError("cannot write " + outputs[i] +

@@ -8,6 +8,9 @@
 // Throws ToolError when something else than a file is there: a folder, a pipe, a device.
 void RequireFile(const std::string& path);
 
+// Throws ToolError when the output is the recording that is read, whatever the names.
+void RequireOtherFile(const std::string& output, const std::string& recording);
+
 // Throws ToolError when two outputs are one file, or one is the source, whatever the names. Names
 // that were not given are empty.
 void RequireDistinctFiles(const std::string& source, std::span<const std::string> outputs);

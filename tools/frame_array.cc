@@ -6,6 +6,7 @@
 
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
+#include "tools/file_checks.h"
 #include "tools/frame_sink.h"
 #include "tools/npy_file.h"
 #include "tools/offset_text.h"

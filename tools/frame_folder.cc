@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "tools/advice.h"
+#include "tools/file_checks.h"
 #include "tools/frame_sink.h"
 #include "tools/offset_text.h"
 #include "tools/output_file.h"

@@ -132,12 +132,6 @@ void OutputStream::Commit() {
   temporary_.clear();
 }
 
-void RequireOtherFile(const std::string& output, const std::string& recording) {
-  std::error_code error;  // of a file that is not there yet
-  if (std::filesystem::equivalent(output, recording, error))
-    throw ToolError("cannot write " + output + ": it is the recording itself; name another file");
-}
-
 void WriteOutputFile(const std::string& path, std::span<const uint8_t> bytes) {
   struct stat existing {};
   if (stat(path.c_str(), &existing) == 0 && !S_ISREG(existing.st_mode) &&

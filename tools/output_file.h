@@ -7,9 +7,6 @@
 #include <string>
 #include <string_view>
 
-// Throws ToolError when what would be written is the recording that is read.
-void RequireOtherFile(const std::string& output, const std::string& recording);
-
 // Writes the file under a temporary name beside its place and renames it when all of it is written.
 // What is no regular file (a pipe, a device) is written directly. Throws ToolError.
 void WriteOutputFile(const std::string& path, std::span<const uint8_t> bytes);

@@ -17,7 +17,8 @@ ZO_API ZoStatus ZoLib_Priv_OsDepCaptureStop(_ZoDev* dev);
 // Unmaps the first count entries of a table and gives the driver its buffers back.
 ZO_API void ZoLib_Priv_OsDepCaptureFreeBuffers(_ZoDev* dev, CaptureBuffer* table, uint32_t count);
 
-// Body of the capture thread. A camera that vanishes ends it, sets disconnected and clears connected.
+// Body of the capture thread. A camera that vanishes ends it, sets disconnected and clears
+// connected.
 ZO_API void ZoLib_Priv_OsDepCaptureProc(_ZoDev* dev);
 }
 

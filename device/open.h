@@ -7,8 +7,8 @@
 extern "C" {
 
 // Opens a camera into a new handle, which is stored only on success. 5: firmware too old; 13: not
-// opened (errno in the request) or no answer; 2. Sets the clock of a camera 0x6110. Takes one library user, which no release gives
-// back.
+// opened (errno in the request) or no answer; 2. Sets the clock of a camera 0x6110. Takes one
+// library user, which no release gives back.
 ZO_API ZoStatus ZoLib_Priv_Create(_ZoDev** dev, openRequest* request);
 }
 

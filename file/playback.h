@@ -17,7 +17,8 @@ extern "C" {
 
 // Begins at the record where the file stands. 22 no open recording, or it plays; 2; 20.
 ZO_API ZoStatus ZoLib_Priv_FileReadStart(_ZoDev* dev);
-// Joins the thread and closes the file. 4; 22 nothing plays, or inside the handle's callback; 23; 20.
+// Joins the thread and closes the file. 4; 22 nothing plays, or inside the handle's callback;
+// 23; 20.
 ZO_API ZoStatus ZoLib_Priv_FileReadStop(_ZoDev* dev);
 }
 

@@ -82,7 +82,8 @@ TEST_F(Recording, WritesPassivelyAndDropsWhatIsNoFrame) {
   EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), (folder / "no/file").c_str(), 1, 2), 23);
   EXPECT_EQ(ZoLib_GetFrameRateNumerator(dev.get()), 0);
   EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), folder.c_str(), 1, 2), 23);
-  EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 1000000000, 1), 21) << "ten digits";
+  EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 1000000000, 1), 21)
+      << "ten digits";
   EXPECT_EQ(ZoLib_FileWriteSetup(dev.get(), "/dev/full"), 23) << "no room for the header";
   EXPECT_EQ(ZoLib_FileWriteStart(dev.get()), 22) << "nothing stays open";
   EXPECT_EQ(ZoLib_FileWritePassiveSetup(dev.get(), path.c_str(), 10, 3), 0);

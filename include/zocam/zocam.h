@@ -46,8 +46,8 @@
  * - **any**: any thread at any time; no handle, or nothing of it that another call could disturb.
  * - **handle**: any thread while the handle lives, also inside its callbacks; takes no lock. A
  *   setting takes effect at whichever step next reads it.
- * - **locked**: as *handle*, serialised against decoding, commands or playback by a lock of the handle; may
- *   wait for the operation in progress.
+ * - **locked**: as *handle*, serialised against decoding, commands or playback by a lock of the
+ * handle; may wait for the operation in progress.
  * - **control**: one thread at a time per handle. Calls that end the stream (stop, reconnect)
  *   answer 22 inside the handle's own callback and leave the stream alone, because they wait for
  *   the thread that runs it.
@@ -56,13 +56,13 @@
  *
  * @par Null pointers
  * A null handle or a null required pointer gives 20 from functions with a status, 0 (or an empty
- * result) from getters, and is ignored by setters, unless a function says otherwise. Dates and serial
- * words behind a pointer are then left as they were.
+ * result) from getters, and is ignored by setters, unless a function says otherwise. Dates and
+ * serial words behind a pointer are then left as they were.
  *
  * @par Errors
- * Operations on a camera or a file (commands, capture, writing, seeking, correction files) clear the
- * handle's error block first; after a failure it tells more of that operation: ZoLib_GetHostError
- * (13), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
+ * Operations on a camera or a file (commands, capture, writing, seeking, correction files) clear
+ * the handle's error block first; after a failure it tells more of that operation:
+ * ZoLib_GetHostError (13), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
  */
 #ifndef ZOCAM_ZOCAM_H
 #define ZOCAM_ZOCAM_H
@@ -225,8 +225,9 @@ ZO_API ZoStatus ZoLib_GetDevices(_ZoDev*** devices, uint32_t* count, uint32_t* h
  * tells which of those are gone.
  * @param removed receives the known handles whose nodes the scan did not reach, in byte-wise path
  * order, or null when there are none; handles without a node of their own (recordings) are among
- * them; free the array (not the handles) with ZoLib_ReleaseArray. May be null. @param removedCount their number; may be null. @param known handles the caller holds;
- * may be null. @param knownCount their number.
+ * them; free the array (not the handles) with ZoLib_ReleaseArray. May be null. @param removedCount
+ * their number; may be null. @param known handles the caller holds; may be null. @param knownCount
+ * their number.
  * @return as ZoLib_GetDevices; removed handles are reported with 0 and 3. Thread: setup.
  */
 ZO_API ZoStatus ZoLib_GetDevicesDiff(_ZoDev*** devices, uint32_t* count, _ZoDev*** removed,
@@ -262,8 +263,8 @@ ZO_API void ZoLib_ReleaseArray(void* array);
  * to come back. Afterwards the handle is bound to nothing whatever the result; find the camera
  * again by enumeration. Commands in progress end; no other thread may begin a call meanwhile.
  * @return 0 the node is back; 3 it is not; 13 the camera could not be asked: the handle is then
- * unconnected and its node still open, unless the camera has vanished; 22 a recording, or inside the
- * handle's own callback: nothing changes; 20. Thread: control.
+ * unconnected and its node still open, unless the camera has vanished; 22 a recording, or inside
+ * the handle's own callback: nothing changes; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_Reconnect(_ZoDev* dev);
 
@@ -277,8 +278,8 @@ ZO_API uint32_t ZoLib_GetDisconnected(_ZoDev* dev);
  * Identity and geometry (fixed once a handle is open)
  * --------------------------------------------------------------------------------------------- */
 
-/** USB vendor ID: 0x7A11 of a camera, what a recording says, 0 of a handle bound to nothing. Thread:
- * handle. */
+/** USB vendor ID: 0x7A11 of a camera, what a recording says, 0 of a handle bound to nothing.
+ * Thread: handle. */
 ZO_API uint16_t ZoLib_GetVendorID(_ZoDev* dev);
 
 /** USB product ID: 0x6100 to 0x61FF of a camera. Thread: handle. */
@@ -370,8 +371,8 @@ ZO_API ZoStatus ZoLib_EnableHighGainMode(_ZoDev* dev);
  * @param highFrameRate 1: 25.9 frames per second on products 0x6100 and 0x6101; otherwise 8.63.
  * @param callback receives the frames; null: frames are dropped (a recording still gets them).
  * @param user handed to the callback. Replace a callback only while the stream is stopped: a
- * running one may see the old callback with the new pointer. A recording, which got its callback when
- * it was opened, only changes its frame rate. @return 0; 4; 20. Thread: control.
+ * running one may see the old callback with the new pointer. A recording, which got its callback
+ * when it was opened, only changes its frame rate. @return 0; 4; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_CaptureSetup(_ZoDev* dev, uint32_t highFrameRate, ZoFrameCallback callback,
                                    void* user);
@@ -423,8 +424,8 @@ ZO_API ZoStatus ZoLib_DecodeCheck(_ZoDev* dev, const uint8_t* raw);
  * @param outSize bytes at out. @param stride bytes from one output line to the next, 0 = packed;
  * formats 0 and 1 ignore it. @param format ::ZO_FMT_RAW16 and following.
  * @return 0; 4; 22 the frame does not fit, or (not format 0) cannot be decoded: no flat-field
- * correction yet; 6 out is too small; 21 no such format, or stride below a line; 2; 20. Nothing is written on
- * failure. Thread: locked.
+ * correction yet; 6 out is too small; 21 no such format, or stride below a line; 2; 20. Nothing is
+ * written on failure. Thread: locked.
  */
 ZO_API ZoStatus ZoLib_Decode(_ZoDev* dev, const uint8_t* raw, void* out, uint32_t outSize,
                              uint32_t stride, uint32_t format);
@@ -479,8 +480,9 @@ ZO_API void ZoLib_SetUndistortion(_ZoDev* dev, uint32_t on);
  * handle. */
 ZO_API void ZoLib_GetWindowCorrection(_ZoDev* dev, uint32_t* value);
 
-/** Sets the window correction. 1 corrects, except on product 0x6120; any nonzero value also switches circumference
- * correction off and lets the non-linear gain damp dominant temperatures. Thread: handle. */
+/** Sets the window correction. 1 corrects, except on product 0x6120; any nonzero value also
+ * switches circumference correction off and lets the non-linear gain damp dominant temperatures.
+ * Thread: handle. */
 ZO_API void ZoLib_SetWindowCorrection(_ZoDev* dev, uint32_t value);
 
 /** Nonzero: images are turned by 180 degrees; default 0. Thread: handle. */
@@ -495,9 +497,8 @@ ZO_API uint16_t ZoLib_GetRefTempRegion(_ZoDev* dev);
 
 /**
  * Shows every decoded frame as its difference to a reference image, plus 27315 (0 degrees Celsius
- * in 1/100 K, whatever the resolution); needs a table, too. Differences beyond 16 bits are cut; raw counts are never subtracted from. 0
- * switches off and discards the table.
- * Thread: locked.
+ * in 1/100 K, whatever the resolution); needs a table, too. Differences beyond 16 bits are cut; raw
+ * counts are never subtracted from. 0 switches off and discards the table. Thread: locked.
  */
 ZO_API void ZoLib_SetSubtractionTemp(_ZoDev* dev, uint32_t on);
 
@@ -583,8 +584,8 @@ ZO_API void ZoLib_GetAGCRange(_ZoDev* dev, int32_t* low, int32_t* high);
 /** Chooses the pixels that the automatic gains look at. @param mask frameWidth x frameHeight
  * values, row by row; nonzero counts. Copied. The columns of the reference body never
  * count. The table that ZoLib_FileTimeBasedAGCSetup makes counts all pixels between the extremes of
- * these. @return 0; 21 no pixel counts or the handle has no geometry, the old mask stays; 2 the handle's mask could not be made when it was opened; 20.
- * Thread: locked. */
+ * these. @return 0; 21 no pixel counts or the handle has no geometry, the old mask stays; 2 the
+ * handle's mask could not be made when it was opened; 20. Thread: locked. */
 ZO_API ZoStatus ZoLib_SetAGCROIMask(_ZoDev* dev, const uint32_t* mask);
 
 /** Whether the automatic gains of a recording use its recording-wide statistics. Thread: handle. */
@@ -618,7 +619,8 @@ ZO_API int32_t ZoLib_GetAutoGainType(int32_t format);
 
 /**
  * Expands an 8-bit grey image; every byte of a pixel, the fourth too, gets the grey value.
- * @param src width x height bytes. @param dst receives the image; must not overlap src. @param dstSize bytes at dst.
+ * @param src width x height bytes. @param dst receives the image; must not overlap src. @param
+ * dstSize bytes at dst.
  * @param stride bytes from one output line to the next, 0 = packed. @param bytesPerPixel 3 or 4.
  * @return 0; 6 dst too small (stride x height; checked first); 21 bytesPerPixel or stride below a
  * line; 20. Thread: any.
@@ -630,8 +632,9 @@ ZO_API ZoStatus ZoLib_Gray8ToRGB(const uint8_t* src, uint32_t width, uint32_t he
  * Enlarges a colour image to three times its width and height: each pixel becomes a block of nine
  * that blends it with its neighbours, in integers. @param src height packed lines of width pixels.
  * @param dst receives 3 x height packed lines of 3 x (width - leftMargin) pixels; a fourth byte per
- * pixel is left as it was; must not overlap src. @param dstSize bytes at dst. @param bytesPerPixel 3 or 4. @param
- * leftMargin columns at the left that are left out, e.g. those of the reference body.
+ * pixel is left as it was; must not overlap src. @param dstSize bytes at dst. @param bytesPerPixel
+ * 3 or 4. @param leftMargin columns at the left that are left out, e.g. those of the reference
+ * body.
  * @return 0; 21 bytesPerPixel, a leftMargin not below width, or sizes beyond 64 bits; 6 dst too
  * small; 20; then nothing is written. Thread: any.
  */
@@ -661,9 +664,8 @@ ZO_API ZoStatus ZoLib_FileWritePassiveSetup(_ZoDev* dev, const char* path, uint3
 
 /** Starts recording every captured frame, before the frame callback sees it; frame numbers and
  * times begin anew, also in the middle of a file. A frame that cannot be written is dropped as in
- * ZoLib_FileWritePassiveAdd: look at ZoLib_GetHostError now and then. Of a passive recording it only
- * begins numbers and times anew. @return 0; 4; 22 nothing is set up; 20. Thread:
- * control.
+ * ZoLib_FileWritePassiveAdd: look at ZoLib_GetHostError now and then. Of a passive recording it
+ * only begins numbers and times anew. @return 0; 4; 22 nothing is set up; 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_FileWriteStart(_ZoDev* dev);
 
@@ -676,7 +678,8 @@ ZO_API ZoStatus ZoLib_FileWriteStop(_ZoDev* dev);
  * dropped, and so is one that cannot be written whole: the file then ends with the record before
  * it, and ZoLib_GetHostError tells the errno until the next operation clears it. Frame numbers and
  * times go on from before unless ZoLib_FileWriteStart was called. @param frame a raw frame. @param
- * length its bytes; those beyond a raw frame are left out. @return 0 whatever happened to the frame;
+ * length its bytes; those beyond a raw frame are left out. @return 0 whatever happened to the
+ * frame;
  * 20. Thread: control.
  */
 ZO_API ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t length);
@@ -687,10 +690,10 @@ ZO_API ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uin
  * --------------------------------------------------------------------------------------------- */
 
 /**
- * Opens a recording. @param dev receives the handle; untouched by a failure. @param frameCallback receives the frames,
- * paced by their times, on a thread of the handle. @param eofCallback is called at the end. @param
- * user handed to both. @return 0; 21 dev or a callback is null; 23 the file cannot be opened or
- * read; 24 it is no recording, or an empty one; 2; 20. Thread: any.
+ * Opens a recording. @param dev receives the handle; untouched by a failure. @param frameCallback
+ * receives the frames, paced by their times, on a thread of the handle. @param eofCallback is
+ * called at the end. @param user handed to both. @return 0; 21 dev or a callback is null; 23 the
+ * file cannot be opened or read; 24 it is no recording, or an empty one; 2; 20. Thread: any.
  */
 ZO_API ZoStatus ZoLib_FileReadSetup(_ZoDev** dev, const char* path, ZoFrameCallback frameCallback,
                                     ZoEofCallback eofCallback, void* user);
@@ -742,8 +745,8 @@ ZO_API ZoStatus ZoLib_FileTimeBasedAGCSetup(_ZoDev* dev, uint32_t linear, uint32
  * @param path created or truncated; null: standard output. @param image frameWidth x frameHeight
  * values. @param imageBytes its bytes. @param telemetry the frame's footer. @param dateTime eight
  * words of a DateTime16; null: now. @param asTemperature nonzero: kelvin with two decimals.
- * @return 0, also when the file could not be written to its end; 21 null handle, image or telemetry;
- * 6 image too small; 23 the file cannot be created; 2. Thread: handle.
+ * @return 0, also when the file could not be written to its end; 21 null handle, image or
+ * telemetry; 6 image too small; 23 the file cannot be created; 2. Thread: handle.
  */
 ZO_API ZoStatus ZoLib_DumpFrame(_ZoDev* dev, const char* path, const uint16_t* image,
                                 uint32_t imageBytes, const uint8_t* telemetry,
@@ -780,8 +783,8 @@ ZO_API uint32_t ZoLib_GetFileReadPaused(_ZoDev* dev);
 /** 1 once the end of the recording was reached, until a seek or a start. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileReadEOF(_ZoDev* dev);
 
-/** Status of the failure of reading or seeking that ended playback; 0 when there was none. Stays until
- * the next start. Thread: handle. */
+/** Status of the failure of reading or seeking that ended playback; 0 when there was none. Stays
+ * until the next start. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileError(_ZoDev* dev);
 
 /** Playback speed factor; default 1.0, 0.0 = as fast as possible. Thread: handle. */
@@ -805,8 +808,8 @@ ZO_API void ZoLib_SetFileReadSpeed(_ZoDev* dev, double speed);
 ZO_API void ZoLib_Invalidate(_ZoDev* dev) ZO_ENCODED("_Z16ZoLib_InvalidateP6_ZoDev");
 
 /** Copies the product name as strncpy does: at most size bytes, zero-filled, unterminated when it
- * fills the buffer; 63 bytes always suffice. Empty for a recording and a null handle. A null buffer or a size below
- * 1 writes nothing. Thread: handle. */
+ * fills the buffer; 63 bytes always suffice. Empty for a recording and a null handle. A null buffer
+ * or a size below 1 writes nothing. Thread: handle. */
 ZO_API void ZoLib_GetDeviceName(_ZoDev* dev, char* buffer, int32_t size)
     ZO_ENCODED("_Z19ZoLib_GetDeviceNameP6_ZoDevPci");
 

@@ -188,8 +188,14 @@ TEST_F(CppRecording, GivesEveryFrameWithItsStampWhenPassive) {
   ASSERT_TRUE(film.Seek(0ms));
   const auto first = film.NextFrame();
   ExpectFrame(first, 1);
-  EXPECT_EQ(first->Telemetry().size(), film.RawFrameBytes() - 160u * 120u * 2u);
-  EXPECT_EQ(first->Telemetry()[1], film.TelemetryRevision());
+  EXPECT_EQ(first->Footer().size(), film.RawFrameBytes() - 160u * 120u * 2u);
+  const zocam::Telemetry told = first->Telemetry();
+  EXPECT_EQ(told.revision, film.TelemetryRevision());
+  EXPECT_TRUE(told.IsCorrected());
+  EXPECT_GT(told.time, told.ffcTime);
+  EXPECT_NEAR(told.sensorKelvin, told.ffcSensorKelvin, 1.0);
+  EXPECT_NEAR(told.housingKelvin, 295.0, 5.0);
+  EXPECT_FALSE(zocam::Telemetry::Read({}).IsCorrected());
   EXPECT_FALSE(film.Seek(film.Length() + 1s));
   film.Stop();
   EXPECT_THROW(film.StartQueue(), zocam::Error) << "stopped for good";

@@ -280,13 +280,7 @@ TEST(DroppedFramesTest, CountsGapsOfTheCamerasClockAndNoRestart) {
   DroppedFrames counter(10.0);
   const auto begin = DroppedFrames::Clock::now();
   const auto count = [&](uint32_t cameraMs, std::chrono::milliseconds host) {
-    const std::array<uint8_t, 6> footer = {0,
-                                           14,
-                                           static_cast<uint8_t>(cameraMs >> 8),
-                                           static_cast<uint8_t>(cameraMs),
-                                           static_cast<uint8_t>(cameraMs >> 24),
-                                           static_cast<uint8_t>(cameraMs >> 16)};
-    counter.Count(footer, begin + host);
+    counter.Count(zocam::Telemetry::Milliseconds(cameraMs), begin + host);
     return counter.Total();
   };
   EXPECT_EQ(count(0xFFFFFF00, 0ms), 0u);

@@ -4,17 +4,12 @@
 
 namespace {
 
-constexpr size_t kClockAt = 2;           // 32 bits of ms, the less significant word first
 constexpr double kToleranceMs = 1000.0;  // frames wait a little on their way here
-
-uint32_t Word(std::span<const uint8_t> telemetry, size_t at) {
-  return static_cast<uint32_t>(telemetry[at] << 8 | telemetry[at + 1]);
-}
 
 }  // namespace
 
-void DroppedFrames::Count(std::span<const uint8_t> telemetry, Clock::time_point now) {
-  const uint32_t cameraMs = Word(telemetry, kClockAt) | Word(telemetry, kClockAt + 2) << 16;
+void DroppedFrames::Count(zocam::Telemetry::Milliseconds cameraTime, Clock::time_point now) {
+  const uint32_t cameraMs = cameraTime.count();
   if (!lastMs_) begin_ = now;
   const uint32_t gapMs = lastMs_ ? cameraMs - *lastMs_ : 0;  // right also when the clock wraps
   lastMs_ = cameraMs;

@@ -5,7 +5,8 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
-#include <span>
+
+#include "zocam/zocam.hpp"
 
 class DroppedFrames {
  public:
@@ -13,13 +14,13 @@ class DroppedFrames {
 
   explicit DroppedFrames(double framesPerSecond) : periodMs_(1000.0 / framesPerSecond) {}
 
-  // Takes the footer of every frame that came, in order, and the time now.
-  void Count(std::span<const uint8_t> telemetry, Clock::time_point now);
+  // Takes the camera's time of every frame that came, in order, and the host's time now.
+  void Count(zocam::Telemetry::Milliseconds cameraTime, Clock::time_point now);
   uint64_t Total() const { return total_; }
 
  private:
   const double periodMs_;
-  std::optional<uint32_t> lastMs_;  // the camera's time
+  std::optional<uint32_t> lastMs_;  // of the camera
   Clock::time_point begin_;
   uint64_t total_ = 0;
 };

@@ -48,7 +48,7 @@ void DumpTo(const char* path, const DumpOptions& options, const zocam::Device& d
   const bool isTemperature = !options.raw && QuantityOf(device) == Quantity::kTemperature;
   const ZoStatus status = ZoLib_DumpFrame(
       device.Handle(), path, values.data(), static_cast<uint32_t>(values.size() * 2),
-      frame.Telemetry().data(), frame.Stamp() ? dateTime.data() : nullptr, isTemperature);
+      frame.Footer().data(), frame.Stamp() ? dateTime.data() : nullptr, isTemperature);
   if (status != ZO_STATUS_OK) throw zocam::Error(status, "cannot write a frame as text");
 }
 

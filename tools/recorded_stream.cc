@@ -30,7 +30,7 @@ void RecordedStream::Take(const zocam::Frame& frame) {
     return;
   }
   if (ended_) return;
-  counter_->Count(frame.Telemetry(), DroppedFrames::Clock::now());
+  counter_->Count(frame.Telemetry().time, DroppedFrames::Clock::now());
   dropped_ = counter_->Total();
   if (++frames_ == mostFrames_) ended_.wait(false);
 }

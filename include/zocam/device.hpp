@@ -30,6 +30,7 @@
 
 #include "zocam/error.hpp"
 #include "zocam/image.hpp"
+#include "zocam/telemetry.hpp"
 #include "zocam/zocam.h"
 
 namespace zocam {
@@ -132,9 +133,11 @@ class Frame {
   /** Rows of the image, without the footer. */
   uint32_t Height() const noexcept { return ZoLib_GetFrameHeight(session_->handle); }
   /** The footer of the raw frame: big-endian words behind the image. */
-  std::span<const uint8_t> Telemetry() const noexcept {
+  std::span<const uint8_t> Footer() const noexcept {
     return bytes_.subspan(size_t{2} * Width() * Height());
   }
+  /** What the camera tells of itself with this frame. */
+  zocam::Telemetry Telemetry() const noexcept { return zocam::Telemetry::Read(Footer()); }
   /** Of a frame that a recording delivered; nothing for others. */
   const std::optional<FrameStamp>& Stamp() const noexcept { return stamp_; }
 

@@ -25,6 +25,7 @@
 #include "zocam/error.hpp"
 #include "zocam/image.hpp"
 #include "zocam/recording.hpp"
+#include "zocam/telemetry.hpp"
 #include "zocam/zocam.h"
 
 #endif /* ZOCAM_ZOCAM_HPP */

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 
 namespace zosim::launcher {
@@ -46,8 +45,12 @@ fs::path FindProgram(const std::string& program) {
 }
 
 std::string AddressSanitizerOf(const fs::path& program) {
-  std::ifstream file(program, std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  std::error_code error;
+  const auto size = fs::file_size(program, error);
+  if (error) return {};
+  // In one piece: programs with debug information are large.
+  std::string bytes(size, '\0');
+  std::ifstream(program, std::ios::binary).read(bytes.data(), static_cast<std::streamsize>(size));
   if (!bytes.starts_with("\177ELF")) return {};
   // The names of needed libraries stand in the file as plain strings.
   for (const char* const name : {"libasan.so.", "libclang_rt.asan-"}) {

@@ -13,7 +13,13 @@ set(ZOCAM_SOURCES
   file/frame_dump.cc file/playback.cc file/reader.cc file/recording_format.cc file/scan.cc
   file/seek.cc file/stream_io.cc file/time_based_gain.cc file/writer.cc
   render/auto_gain.cc render/formats.cc render/frame_statistics.cc render/gain_settings.cc render/grey_expansion.cc
-  render/magnify.cc render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc)
+  render/magnify.cc render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc
+  simd/avx2.cc simd/baseline.cc simd/stage_table.cc)
+
+# Only what the level's table points to may run these instructions (see simd/stage_table.h).
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
+  set_source_files_properties(simd/avx2.cc PROPERTIES COMPILE_OPTIONS -mavx2)
+endif()
 
 # Compiled once; the shared library and the white-box tests of the pure stages both link it.
 add_library(zocam_objects OBJECT ${ZOCAM_SOURCES})

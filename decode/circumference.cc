@@ -35,8 +35,8 @@ double CircumferenceFactor(const Footer& footer, uint8_t revision, uint32_t corr
   return (1 - (t - kColdKelvin) / (warm - kColdKelvin)) * kColdFactor;
 }
 
-void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
-                          double factor, std::span<uint8_t> out) {
+void scalar::CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
+                                  uint32_t, double factor, std::span<uint8_t> out) {
   for (std::size_t i = 0; i < table.size(); ++i) {
     const double value = ReadBe16(&words[2 * i]) + table[i] * factor;
     WriteBe16(&out[2 * i], static_cast<uint16_t>(std::clamp(value, 0.0, 65535.0)));

@@ -15,8 +15,11 @@ void FillCircumferenceTable(std::span<double> table, uint32_t width, uint32_t he
 // The frame's weight. correctionFlag counts on telemetry revision 14 only.
 double CircumferenceFactor(const Footer& footer, uint8_t revision, uint32_t correctionFlag);
 
-// Adds table x factor to each big-endian word of an image; the result lies in 0 to 65535.
+namespace scalar {
+// Adds table x factor to each big-endian word of an image of that width; the result lies in 0 to
+// 65535.
 void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
-                          double factor, std::span<uint8_t> out);
+                          uint32_t width, double factor, std::span<uint8_t> out);
+}  // namespace scalar
 
 #endif

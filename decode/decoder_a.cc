@@ -4,6 +4,8 @@
 #include <cfloat>
 #include <cmath>
 
+#include "decode/window_correction.h"
+
 // Intermediate results are doubles, never wider.
 static_assert(FLT_EVAL_METHOD == 0);
 
@@ -98,6 +100,10 @@ SensorParameters SteadyParameters(const SensorTelemetry& telemetry) {
           scale.offset};
 }
 
+SensorModel::SensorModel(const SensorTelemetry& telemetry)
+    : startup(IsStartup(telemetry)),
+      parameters(startup ? StartupParameters(telemetry) : SteadyParameters(telemetry)) {}
+
 double ZoLib_Priv_PixelTempStartup(const double p[6], double x) {
   const double v = x - p[1];
   const double magnitude = std::fabs(v);
@@ -119,13 +125,17 @@ double ZoLib_Priv_PixelTempSteady(const double p[6], double x) {
   return ((r - branch.e) * (0.002635 * p[0] + 0.1909443) / branch.a * 0.9915) * p[4] + p[5];
 }
 
-bool ConvertCounts(const SensorTelemetry& telemetry, std::span<const uint8_t> counts,
-                   std::span<uint16_t> out, bool upsideDown) {
-  if (telemetry.ffcTime == 0) return false;
-  const bool startup = IsStartup(telemetry);
-  const SensorParameters p = startup ? StartupParameters(telemetry) : SteadyParameters(telemetry);
-  const auto pixelTemp = startup ? ZoLib_Priv_PixelTempStartup : ZoLib_Priv_PixelTempSteady;
-  MapImageWords(counts, out, upsideDown,
-                [&](uint16_t count) { return ToCentikelvin(pixelTemp(p.data(), count)); });
-  return true;
+void scalar::ConvertCounts(const SensorModel& model, std::span<const uint8_t> counts,
+                           std::span<uint16_t> out, bool upsideDown) {
+  const auto pixelTemp = model.startup ? ZoLib_Priv_PixelTempStartup : ZoLib_Priv_PixelTempSteady;
+  MapImageWords(counts, out, upsideDown, [&](uint16_t count) {
+    return ToCentikelvin(pixelTemp(model.parameters.data(), count));
+  });
+}
+
+void scalar::CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> out,
+                                   double sensorKelvin) {
+  for (std::size_t k = 0; k < image.size(); ++k) {
+    out[k] = TruncateToLow16(ZoLib_Priv_WindowCorrectTemp(image[k] / 100.0, sensorKelvin) * 100.0);
+  }
 }

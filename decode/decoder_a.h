@@ -31,10 +31,24 @@ bool IsStartup(const SensorTelemetry& telemetry);
 SensorParameters StartupParameters(const SensorTelemetry& telemetry);
 SensorParameters SteadyParameters(const SensorTelemetry& telemetry);
 
-// Converts the big-endian counts of an image to 1/100 K, at most 65535. False, nothing written,
-// before the camera's first flat-field correction.
-bool ConvertCounts(const SensorTelemetry& telemetry, std::span<const uint8_t> counts,
+// Which of the two functions of the sensor model, and its parameters.
+struct SensorModel {
+  bool startup;
+  SensorParameters parameters;
+
+  explicit SensorModel(const SensorTelemetry& telemetry);
+};
+
+namespace scalar {
+// Converts the big-endian counts of an image to 1/100 K, at most 65535.
+void ConvertCounts(const SensorModel& model, std::span<const uint8_t> counts,
                    std::span<uint16_t> out, bool upsideDown);
+
+// Corrects each temperature of an image in 1/100 K for a protective window, given the sensor
+// temperature in kelvin.
+void CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> out,
+                           double sensorKelvin);
+}  // namespace scalar
 
 extern "C" {
 

@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <span>
 
+namespace scalar {
 // Corrects each temperature for a protective window, given the averaged sensor temperature, and
 // adds offset; both in kelvin.
 void CorrectWindowOfTemperatures(std::span<const uint8_t> words, std::span<uint16_t> out,
                                  bool upsideDown, int32_t resolution, double sensorKelvin,
                                  double offset);
+}  // namespace scalar
 
 #endif

@@ -99,3 +99,9 @@ uint16_t CorrectDrift(uint16_t word, const DriftCorrection& correction, int32_t 
   const double units = v * resolution;
   return units < 65536.0 ? static_cast<uint16_t>(units) : uint16_t{65535};
 }
+
+void scalar::CorrectDrifts(std::span<const uint8_t> words, std::span<uint16_t> out, bool upsideDown,
+                           const DriftCorrection& correction, int32_t resolution) {
+  MapImageWords(words, out, upsideDown,
+                [&](uint16_t word) { return CorrectDrift(word, correction, resolution); });
+}

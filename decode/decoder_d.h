@@ -54,4 +54,10 @@ DriftCorrection FollowDrift(const Footer& footer, const ReferenceReadings& readi
 // Shifts one pixel word.
 uint16_t CorrectDrift(uint16_t word, const DriftCorrection& correction, int32_t resolution);
 
+namespace scalar {
+// Shifts every word of an image.
+void CorrectDrifts(std::span<const uint8_t> words, std::span<uint16_t> out, bool upsideDown,
+                   const DriftCorrection& correction, int32_t resolution);
+}  // namespace scalar
+
 #endif

@@ -39,8 +39,8 @@ struct Neighbourhood {
 
 }  // namespace
 
-void FilterNoise(std::span<const uint16_t> in, std::span<uint16_t> out, uint32_t width,
-                 uint32_t height, int32_t threshold) {
+void scalar::FilterNoise(std::span<const uint16_t> in, std::span<uint16_t> out, uint32_t width,
+                         uint32_t height, int32_t threshold) {
   for (uint32_t y = 0; y < height; ++y) {
     for (uint32_t x = 0; x < width; ++x) {
       const std::size_t k = std::size_t{y} * width + x;

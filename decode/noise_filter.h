@@ -6,9 +6,11 @@
 #include <cstdint>
 #include <span>
 
+namespace scalar {
 // Filters in to out, both width x height and apart. A neighbour inside the image counts when its
 // value differs from the centre's by less than threshold.
 void FilterNoise(std::span<const uint16_t> in, std::span<uint16_t> out, uint32_t width,
                  uint32_t height, int32_t threshold);
+}  // namespace scalar
 
 #endif

@@ -12,6 +12,7 @@
 #include "decode/temp_decoders.h"
 #include "decode/undistortion.h"
 #include "render/render.h"
+#include "simd/stage_table.h"
 
 namespace {
 
@@ -20,13 +21,13 @@ constexpr int32_t kCentikelvin = 100;
 constexpr int32_t kDecikelvin = 10;
 
 // Which optional stages a call runs. Switches may change at any time, so they are read once.
-struct Stages {
+struct OptionalStages {
   bool circumference;
   bool undistortion;
   bool noiseFilter;
   bool subtraction;
 
-  explicit Stages(const _ZoDev& dev)
+  explicit OptionalStages(const _ZoDev& dev)
       : circumference(dev.circumferenceCorrection != 0 && dev.windowCorrection == 0),
         undistortion(dev.undistortionOn != 0),
         noiseFilter(dev.noiseFilter != 0),
@@ -71,7 +72,7 @@ bool EnsureUndistortion(_ZoDev& dev) {
 
 // Makes all that the stages need before the first of them runs: a frame then either passes every
 // stage or none, and the ones that keep state see it once.
-bool EnsureBuffers(_ZoDev& dev, const Stages& stages) {
+bool EnsureBuffers(_ZoDev& dev, const OptionalStages& stages) {
   if (!EnsureAllocated(dev.tempImage, dev.pixelCount)) return false;
   if (stages.circumference && !EnsureCircumference(dev)) return false;
   if (dev.frameDecoded) return true;
@@ -84,8 +85,9 @@ const uint8_t* CorrectedFrame(const _ZoDev& dev, const uint8_t* raw) {
   const Footer footer(raw + dev.imageBytes);
   const double factor =
       CircumferenceFactor(footer, dev.telemetryRevision, dev.telemetryCorrectionFlag);
-  CorrectCircumference({raw, dev.imageBytes}, {dev.circumferenceTable.get(), dev.pixelCount},
-                       factor, {dev.correctedFrame.get(), dev.imageBytes});
+  Stages().correctCircumference({raw, dev.imageBytes},
+                                {dev.circumferenceTable.get(), dev.pixelCount}, dev.frameWidth,
+                                factor, {dev.correctedFrame.get(), dev.imageBytes});
   std::memcpy(&dev.correctedFrame[dev.imageBytes], raw + dev.imageBytes,
               dev.rawFrameBytes - dev.imageBytes);
   return dev.correctedFrame.get();
@@ -103,11 +105,11 @@ ZoStatus ProduceImage(_ZoDev& dev, const uint8_t* frame) {
 
 void CorrectReflections(_ZoDev& dev) {
   if (dev.reflectGenActive) {
-    AccumulateKelvin({dev.reflectGenSums.get(), dev.pixelCount}, TempImage(dev),
-                     dev.tempResolution);
+    Stages().accumulateKelvin({dev.reflectGenSums.get(), dev.pixelCount}, TempImage(dev),
+                              dev.tempResolution);
     ++dev.reflectGenFrames;
   } else if (dev.reflectCorrData) {
-    ApplyCorrections(TempImage(dev), {dev.reflectCorrData.get(), dev.pixelCount});
+    Stages().applyCorrections(TempImage(dev), {dev.reflectCorrData.get(), dev.pixelCount});
   }
 }
 
@@ -119,7 +121,7 @@ int32_t NoiseThreshold(const _ZoDev& dev) {
 }
 
 // Leaves frameDecoded clear when the decoder cannot make an image of this frame.
-void DecodeImage(_ZoDev& dev, const uint8_t* frame, const Stages& stages) {
+void DecodeImage(_ZoDev& dev, const uint8_t* frame, const OptionalStages& stages) {
   if (ProduceImage(dev, frame) != ZO_STATUS_OK) return;
   CorrectReflections(dev);
   // A stage that cannot work in place fills the scratch image, and the two change roles.
@@ -128,19 +130,19 @@ void DecodeImage(_ZoDev& dev, const uint8_t* frame, const Stages& stages) {
     dev.tempImage.swap(dev.scratchImage);
   }
   if (stages.noiseFilter) {
-    FilterNoise(TempImage(dev), {dev.scratchImage.get(), dev.pixelCount}, dev.frameWidth,
-                dev.frameHeight, NoiseThreshold(dev));
+    Stages().filterNoise(TempImage(dev), {dev.scratchImage.get(), dev.pixelCount}, dev.frameWidth,
+                         dev.frameHeight, NoiseThreshold(dev));
     dev.tempImage.swap(dev.scratchImage);
   }
   if (stages.subtraction) {
-    SubtractReference(TempImage(dev), {dev.subtractionTable.get(), dev.pixelCount});
+    Stages().subtractReference(TempImage(dev), {dev.subtractionTable.get(), dev.pixelCount});
   }
   dev.frameDecoded = true;
 }
 
 ZoStatus DecodeLocked(_ZoDev& dev, const uint8_t* raw, void* out, uint32_t outSize, uint32_t stride,
                       uint32_t format) {
-  const Stages stages(dev);
+  const OptionalStages stages(dev);
   if (!EnsureBuffers(dev, stages)) return ZO_STATUS_NO_MEMORY;
   const uint8_t* frame = stages.circumference ? CorrectedFrame(dev, raw) : raw;
   if (!dev.frameDecoded) DecodeImage(dev, frame, stages);

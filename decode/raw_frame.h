@@ -58,8 +58,10 @@ void MapImageWords(std::span<const uint8_t> words, std::span<uint16_t> out, bool
   }
 }
 
+namespace scalar {
 // Writes the words of an image in native byte order to any address, aligned or not.
 void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown);
+}  // namespace scalar
 
 // Truncates toward zero and keeps the low 16 bits; what no 64-bit integer can hold becomes 0.
 inline uint16_t TruncateToLow16(double value) {

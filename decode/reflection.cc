@@ -12,7 +12,8 @@ constexpr std::size_t kProductOffset = 6;
 
 }  // namespace
 
-void AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> image, int32_t resolution) {
+void scalar::AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> image,
+                              int32_t resolution) {
   for (std::size_t i = 0; i < sums.size(); ++i) {
     sums[i] += static_cast<double>(image[i]) / resolution;
   }
@@ -49,7 +50,7 @@ void ReadZorcCorrections(std::span<const uint8_t> zorc, std::span<uint16_t> corr
   }
 }
 
-void ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t> corrections) {
+void scalar::ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t> corrections) {
   for (std::size_t i = 0; i < image.size(); ++i) {
     image[i] = static_cast<uint16_t>(image[i] + corrections[i]);
   }

@@ -12,8 +12,10 @@
 
 inline constexpr std::size_t kZorcHeaderBytes = 8;
 
+namespace scalar {
 // Adds an image in kelvin to the sums.
 void AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> image, int32_t resolution);
+}  // namespace scalar
 
 // Writes the ZORC image that takes away what the summed frames deviate from their mean.
 void BuildZorc(std::span<const double> sums, uint32_t frames, int32_t resolution,
@@ -23,7 +25,9 @@ bool HasZorcMagic(std::span<const uint8_t> zorc);
 uint16_t ZorcProduct(std::span<const uint8_t> zorc);
 void ReadZorcCorrections(std::span<const uint8_t> zorc, std::span<uint16_t> corrections);
 
+namespace scalar {
 // Adds the corrections to an image, modulo 65536.
 void ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t> corrections);
+}  // namespace scalar
 
 #endif

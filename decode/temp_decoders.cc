@@ -7,6 +7,7 @@
 #include "decode/decoder_b.h"
 #include "decode/decoder_d.h"
 #include "decode/window_correction.h"
+#include "simd/stage_table.h"
 
 namespace {
 
@@ -39,9 +40,10 @@ std::span<uint16_t> ImageAt(const _ZoDev& dev, unsigned char* out) {
 ZoStatus ZoLib_Priv_ConvertRawA(_ZoDev* dev, const unsigned char* raw, unsigned char* out) {
   if (dev == nullptr || raw == nullptr || out == nullptr) return ZO_STATUS_NULL_POINTER;
   const SensorTelemetry telemetry(Footer(raw + dev->imageBytes), dev->telemetryRevision);
-  const bool converted =
-      ConvertCounts(telemetry, {raw, dev->imageBytes}, ImageAt(*dev, out), dev->upsideDown != 0);
-  return converted ? ZO_STATUS_OK : ZO_STATUS_INVALID_STATE;
+  if (telemetry.ffcTime == 0) return ZO_STATUS_INVALID_STATE;  // no flat-field correction yet
+  Stages().convertCounts(SensorModel(telemetry), {raw, dev->imageBytes}, ImageAt(*dev, out),
+                         dev->upsideDown != 0);
+  return ZO_STATUS_OK;
 }
 
 ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_A(_ZoDev* dev, unsigned char* raw, unsigned char* out,
@@ -56,12 +58,8 @@ ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_A(_ZoDev* dev, unsigned char* raw, uns
   if (status != ZO_STATUS_OK) return status;
   double sensor = 0.0;
   if (!AverageSensorTemp(*dev, Footer(raw + dev->imageBytes), &sensor)) return ZO_STATUS_NO_MEMORY;
-  const std::span<uint16_t> image = ImageAt(*dev, out);
-  for (std::size_t k = 0; k < image.size(); ++k) {
-    const double kelvin = dev->scratchImage[k] / 100.0;
-    image[k] =
-        TruncateToLow16(ZoLib_Priv_WindowCorrectTemp(kelvin, sensor + kWindowOffset) * 100.0);
-  }
+  Stages().correctWindowOfCounts({dev->scratchImage.get(), dev->pixelCount}, ImageAt(*dev, out),
+                                 sensor + kWindowOffset);
   return ZO_STATUS_OK;
 }
 
@@ -73,13 +71,14 @@ ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_B(_ZoDev* dev, unsigned char* raw, uns
   const std::span<uint16_t> image = ImageAt(*dev, out);
   const bool upsideDown = dev->upsideDown != 0;
   if (!CorrectsWindow(*dev)) {
-    MapImageWords(words, image, upsideDown, [](uint16_t word) { return word; });
+    Stages().copyImageWords(words, image.data(), upsideDown);
     return ZO_STATUS_OK;
   }
   double sensor = 0.0;
   if (!AverageSensorTemp(*dev, Footer(raw + dev->imageBytes), &sensor)) return ZO_STATUS_NO_MEMORY;
   const double offset = dev->identityBlock.productId == 0x6101 ? kWindowOffset : 0.0;
-  CorrectWindowOfTemperatures(words, image, upsideDown, dev->tempResolution, sensor, offset);
+  Stages().correctWindowOfTemperatures(words, image, upsideDown, dev->tempResolution, sensor,
+                                       offset);
   return ZO_STATUS_OK;
 }
 
@@ -94,7 +93,7 @@ ZoStatus ZoLib_Priv_Decode_TEMPERATURE_16_D(_ZoDev* dev, unsigned char* raw, uns
   const DriftCorrection correction =
       FollowDrift(Footer(raw + dev->imageBytes), readings,
                   {dev->refAverages, dev->driftBaselineCaptured, dev->driftBaseline});
-  MapImageWords({raw, dev->imageBytes}, ImageAt(*dev, out), dev->upsideDown != 0,
-                [&](uint16_t word) { return CorrectDrift(word, correction, resolution); });
+  Stages().correctDrifts({raw, dev->imageBytes}, ImageAt(*dev, out), dev->upsideDown != 0,
+                         correction, resolution);
   return ZO_STATUS_OK;
 }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "decode/raw_frame.h"
+#include "simd/stage_table.h"
 
 namespace {
 
@@ -127,12 +128,18 @@ int Undistortion::SetStrength(double strength) {
 
 void Undistortion::Transform(unsigned short* dst, const unsigned short* src) {
   if (!table_ || dst == nullptr || src == nullptr) return;
-  const std::size_t count = std::size_t{width_} * height_;
+  Stages().undistort({table_.get(), width_, height_}, src, dst);
+}
+
+void scalar::Undistort(const RemapTable& table, const uint16_t* src, uint16_t* dst) {
+  const std::size_t count = std::size_t{table.width} * table.height;
   for (std::size_t n = 0; n < count; ++n) {
-    const RemapEntry& e = table_[n];
-    const std::size_t b = static_cast<std::size_t>(e.y) * width_ + static_cast<std::size_t>(e.x);
+    const RemapEntry& e = table.entries[n];
+    const std::size_t b =
+        static_cast<std::size_t>(e.y) * table.width + static_cast<std::size_t>(e.x);
     const auto inside = [&](std::size_t place) { return place < count ? place : b; };
     dst[n] = TruncateToLow16(src[b] * e.w00 + src[inside(b + 1)] * e.w10 +
-                             src[inside(b + width_)] * e.w01 + src[inside(b + width_ + 1)] * e.w11);
+                             src[inside(b + table.width)] * e.w01 +
+                             src[inside(b + table.width + 1)] * e.w11);
   }
 }

@@ -19,6 +19,17 @@ struct RemapEntry {
   double w11;  // of (x + 1, y + 1)
 };
 
+struct RemapTable {
+  const RemapEntry* entries;  // one per output pixel
+  uint32_t width;
+  uint32_t height;
+};
+
+namespace scalar {
+// Fills dst with src, resampled; both are different images of the table's size.
+void Undistort(const RemapTable& table, const uint16_t* src, uint16_t* dst);
+}  // namespace scalar
+
 // No thread rules of its own: one user at a time.
 class ZO_API Undistortion {
  public:

@@ -10,6 +10,7 @@
 #include "file/scan.h"
 #include "render/auto_gain.h"
 #include "render/frame_statistics.h"
+#include "simd/stage_table.h"
 
 namespace {
 
@@ -64,7 +65,7 @@ ZoStatus ScanExtremes(_ZoDev* dev, const ScanKey& key, Extremes* extremes) {
   } context{{dev->agcMask.get(), dev->pixelCount}, dev->frameWidth, {}};
   const auto widen = [](void* user, const uint16_t* image) {
     auto* c = static_cast<Context*>(user);
-    zocam::WidenExtremes({image, c->mask.size()}, {c->mask, c->width, 0}, c->extremes);
+    Stages().widenExtremes({image, c->mask.size()}, {c->mask, c->width, 0}, c->extremes);
   };
   const ZoStatus status = ZoLib_Priv_FileScan(dev, key.step, key.from, key.to, widen, &context);
   if (status == ZO_STATUS_OK) *extremes = context.extremes;
@@ -80,7 +81,8 @@ ZoStatus ScanBins(_ZoDev* dev, const ScanKey& key, const BinRange& range, BinCou
   } context{dev->frameWidth, dev->pixelCount, range, counts};
   const auto count = [](void* user, const uint16_t* image) {
     auto* c = static_cast<Context*>(user);
-    zocam::CountBins({image, c->pixelCount}, CountedPixels{{}, c->width, 0}, c->range, *c->counts);
+    Stages().countBins({image, c->pixelCount}, CountedPixels{{}, c->width, 0}, c->range,
+                       *c->counts);
   };
   return ZoLib_Priv_FileScan(dev, key.step, key.from, key.to, count, &context);
 }

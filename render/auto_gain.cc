@@ -15,7 +15,8 @@ constexpr uint32_t PeakThreshold(uint32_t framePixels) { return framePixels * 4 
 
 }  // namespace
 
-void MapLinear(std::span<const uint16_t> image, Extremes extremes, std::span<uint16_t> levels) {
+void scalar::MapLinear(std::span<const uint16_t> image, Extremes extremes,
+                       std::span<uint16_t> levels) {
   if (extremes.min >= extremes.max) {
     std::ranges::fill(levels, uint16_t{0});
     return;
@@ -51,8 +52,9 @@ std::optional<SegmentTable> BuildSegments(const BinCounts& counts) {
   return segments;
 }
 
-void MapSegments(std::span<const uint16_t> image, const BinRange& range,
-                 std::span<const GainSegment, kGainBins> segments, std::span<uint16_t> levels) {
+void scalar::MapSegments(std::span<const uint16_t> image, const BinRange& range,
+                         std::span<const GainSegment, kGainBins> segments,
+                         std::span<uint16_t> levels) {
   const uint32_t binWidth = range.span / uint32_t{kGainBins};
   for (std::size_t i = 0; i < image.size(); ++i) {
     const uint32_t offset = range.OffsetOf(image[i]);

@@ -22,8 +22,8 @@ constexpr uint32_t StartOfBlock(uint16_t value) { return value / kBlock * kBlock
 
 }  // namespace
 
-void WidenExtremes(std::span<const uint16_t> image, const CountedPixels& counted,
-                   Extremes& extremes) {
+void scalar::WidenExtremes(std::span<const uint16_t> image, const CountedPixels& counted,
+                           Extremes& extremes) {
   Extremes found = extremes;
   ForEachCounted(image, counted, [&](uint16_t value) {
     found.min = std::min(found.min, value);
@@ -42,8 +42,8 @@ BinRange WholeBlocks(Extremes extremes) {
   return {low, high, low == high ? kBlock : high - low};
 }
 
-void CountBins(std::span<const uint16_t> image, const CountedPixels& counted, const BinRange& range,
-               BinCounts& counts) {
+void scalar::CountBins(std::span<const uint16_t> image, const CountedPixels& counted,
+                       const BinRange& range, BinCounts& counts) {
   ForEachCounted(image, counted,
                  [&](uint16_t value) { ++counts[range.BinAt(range.OffsetOf(value))]; });
 }

@@ -44,8 +44,10 @@ struct BinRange {
 
 using BinCounts = std::array<uint64_t, kGainBins>;
 
+namespace scalar {
 void WidenExtremes(std::span<const uint16_t> image, const CountedPixels& counted,
                    Extremes& extremes);
+}  // namespace scalar
 
 // The extremes pulled into low to high.
 Extremes Clamp(Extremes extremes, uint16_t low, uint16_t high);
@@ -53,8 +55,10 @@ Extremes Clamp(Extremes extremes, uint16_t low, uint16_t high);
 // The whole blocks of 1024 values that hold the extremes.
 BinRange WholeBlocks(Extremes extremes);
 
+namespace scalar {
 void CountBins(std::span<const uint16_t> image, const CountedPixels& counted, const BinRange& range,
                BinCounts& counts);
+}  // namespace scalar
 
 }  // namespace zocam
 

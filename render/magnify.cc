@@ -1,9 +1,14 @@
 // Colour images to three times their width and height, for applications; needs no handle.
+#include "render/magnify.h"
+
 #include <cstddef>
 #include <optional>
 
 #include "zocam/zocam.h"
 
+#include "simd/stage_table.h"
+
+namespace zocam {
 namespace {
 
 constexpr uint32_t kFactor = 3;
@@ -79,31 +84,37 @@ std::optional<uint64_t> OutputBytes(uint32_t columns, uint32_t height, uint32_t 
 
 }  // namespace
 
+void scalar::Magnify3(const ColourImage& image, uint8_t* out) {
+  const std::size_t lineBytes = std::size_t{image.width} * image.bytesPerPixel;
+  const std::size_t blockBytes = std::size_t{kFactor} * image.bytesPerPixel;
+  const std::size_t outLineBytes = (image.width - image.leftMargin) * blockBytes;
+  for (uint32_t y = 0; y < image.height; ++y) {
+    const uint8_t* line = image.pixels + y * lineBytes;
+    uint8_t* block = out + std::size_t{kFactor} * y * outLineBytes;
+    for (uint32_t x = image.leftMargin; x < image.width; ++x, block += blockBytes) {
+      const Pixel pixel{line + std::size_t{x} * image.bytesPerPixel,
+                        static_cast<std::ptrdiff_t>(image.bytesPerPixel),
+                        static_cast<std::ptrdiff_t>(lineBytes),
+                        x > image.leftMargin,
+                        x + 1 < image.width,
+                        y > 0,
+                        y + 1 < image.height};
+      WriteBlock(pixel, block, outLineBytes);
+    }
+  }
+}
+
+}  // namespace zocam
+
 ZoStatus ZoLib_Magnify3(const uint8_t* src, uint32_t width, uint32_t height, uint8_t* dst,
                         uint32_t dstSize, uint32_t bytesPerPixel, uint32_t leftMargin) {
   if (bytesPerPixel != 3 && bytesPerPixel != 4) return ZO_STATUS_INVALID_VALUE;
   if (src == nullptr || dst == nullptr) return ZO_STATUS_NULL_POINTER;
   if (leftMargin >= width) return ZO_STATUS_INVALID_VALUE;
-  const auto bytes = OutputBytes(width - leftMargin, height, bytesPerPixel);
+  const auto bytes = zocam::OutputBytes(width - leftMargin, height, bytesPerPixel);
   if (!bytes) return ZO_STATUS_INVALID_VALUE;
   if (*bytes > dstSize) return ZO_STATUS_NOT_ENOUGH_SIZE;
 
-  const std::size_t lineBytes = std::size_t{width} * bytesPerPixel;
-  const std::size_t blockBytes = std::size_t{kFactor} * bytesPerPixel;
-  const std::size_t outLineBytes = (width - leftMargin) * blockBytes;
-  for (uint32_t y = 0; y < height; ++y) {
-    const uint8_t* line = src + y * lineBytes;
-    uint8_t* out = dst + std::size_t{kFactor} * y * outLineBytes;
-    for (uint32_t x = leftMargin; x < width; ++x, out += blockBytes) {
-      const Pixel pixel{line + std::size_t{x} * bytesPerPixel,
-                        static_cast<std::ptrdiff_t>(bytesPerPixel),
-                        static_cast<std::ptrdiff_t>(lineBytes),
-                        x > leftMargin,
-                        x + 1 < width,
-                        y > 0,
-                        y + 1 < height};
-      WriteBlock(pixel, out, outLineBytes);
-    }
-  }
+  Stages().magnify3({src, width, height, bytesPerPixel, leftMargin}, dst);
   return ZO_STATUS_OK;
 }

@@ -6,8 +6,8 @@
 namespace zocam {
 
 // 64 bits, because an unvalidated range may have any ends.
-void MapManual(std::span<const uint16_t> image, ManualRange range, uint32_t steps,
-               std::span<uint16_t> levels) {
+void scalar::MapManual(std::span<const uint16_t> image, ManualRange range, uint32_t steps,
+                       std::span<uint16_t> levels) {
   const int64_t low = range.low;
   const int64_t span = std::max(range.span, 1);
   for (std::size_t i = 0; i < image.size(); ++i) {

@@ -13,9 +13,11 @@ struct ManualRange {
   int32_t span;
 };
 
+namespace scalar {
 // Spreads the range over levels 0 to steps - 1; values outside get the level of the nearer end.
 void MapManual(std::span<const uint16_t> image, ManualRange range, uint32_t steps,
                std::span<uint16_t> levels);
+}  // namespace scalar
 
 }  // namespace zocam
 

@@ -13,6 +13,7 @@
 #include "render/paint.h"
 #include "render/palettes.h"
 #include "render/render.h"
+#include "simd/stage_table.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ Extremes ClampToLimits(_ZoDev& dev, Extremes extremes) {
 
 Extremes FrameExtremes(_ZoDev& dev, std::span<const uint16_t> image) {
   Extremes extremes;
-  WidenExtremes(image, CountedPixelsOf(dev), extremes);
+  Stages().widenExtremes(image, CountedPixelsOf(dev), extremes);
   return ClampToLimits(dev, extremes);
 }
 
@@ -88,7 +89,7 @@ void RenderManual(_ZoDev& dev, std::span<const uint16_t> image, Colours colours,
   std::array<uint16_t, kManualRun> buffer;
   lines.ForEachRun(kManualRun, [&](std::size_t first, std::size_t count, uint8_t* out) {
     const std::span levels(buffer.data(), count);
-    MapManual(image.subspan(first, count), range, steps, levels);
+    Stages().mapManual(image.subspan(first, count), range, steps, levels);
     paint(levels, palette, out);
   });
 }
@@ -125,7 +126,7 @@ void ZoLib_Priv_LinearAGC(_ZoDev* dev, const uint16_t* image) {
   const Extremes extremes = recordingWide
                                 ? ClampToLimits(*dev, {dev->tbLinearMin, dev->tbLinearMax})
                                 : FrameExtremes(*dev, ImageOf(*dev, image));
-  MapLinear(ImageOf(*dev, image), extremes, GainImageOf(*dev));
+  Stages().mapLinear(ImageOf(*dev, image), extremes, GainImageOf(*dev));
 }
 
 void ZoLib_Priv_NonLinearAGC(_ZoDev* dev, const uint16_t* image) {
@@ -133,15 +134,15 @@ void ZoLib_Priv_NonLinearAGC(_ZoDev* dev, const uint16_t* image) {
   const std::span<const uint16_t> pixels = ImageOf(*dev, image);
   if (const auto bins = RecordingBins(*dev)) {
     const std::span<const GainSegment, kGainBins> table(dev->tbHistTable.get(), kGainBins);
-    MapSegments(pixels, *bins, table, GainImageOf(*dev));
+    Stages().mapSegments(pixels, *bins, table, GainImageOf(*dev));
     return;
   }
   const BinRange bins = WholeBlocks(FrameExtremes(*dev, pixels));
   BinCounts counts{};
-  CountBins(pixels, CountedPixelsOf(*dev), bins, counts);
+  Stages().countBins(pixels, CountedPixelsOf(*dev), bins, counts);
   if (dev->windowCorrection != 0) DampPeaks(counts, dev->pixelCount);
   if (const auto segments = BuildSegments(counts)) {
-    MapSegments(pixels, bins, *segments, GainImageOf(*dev));
+    Stages().mapSegments(pixels, bins, *segments, GainImageOf(*dev));
   }
 }
 
@@ -160,7 +161,7 @@ ZoStatus ZoLib_Priv_DecodeTemp(_ZoDev* dev, const uint16_t* image, void* out, ui
   if (stride == 0) lines.pitch = lines.width * lines.bytesPerPixel;
   if (dev->pixelCount == 0) return ZO_STATUS_OK;
 
-  const Painter paint = PainterFor(picture->layout, dev->rgbOrder != 0);
+  const Painter paint = Stages().painters->For(picture->layout, dev->rgbOrder != 0);
   if (picture->gain == Gain::kManual) {
     RenderManual(*dev, ImageOf(*dev, image), picture->colours, paint, lines);
     return ZO_STATUS_OK;

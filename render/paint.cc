@@ -59,18 +59,22 @@ void Paint(std::span<const uint16_t> levels, const Palette& palette, uint8_t* ou
 
 }  // namespace
 
-Painter PainterFor(PixelLayout layout, bool blueFirst) {
+constinit const PainterTable scalar::kPainters = {Paint<Gray8>,         Paint<Bgr24>,
+                                                  Paint<Rgb24>,         Paint<Opaque<Bgr24>>,
+                                                  Paint<Opaque<Rgb24>>, Paint<Rgb565>};
+
+Painter PainterTable::For(PixelLayout layout, bool blueFirst) const {
   switch (layout) {
     case PixelLayout::kGray8:
-      return Paint<Gray8>;
+      return gray8;
     case PixelLayout::kRgb24:
-      return blueFirst ? Paint<Bgr24> : Paint<Rgb24>;
+      return blueFirst ? bgr24 : rgb24;
     case PixelLayout::kRgb32:
-      return blueFirst ? Paint<Opaque<Bgr24>> : Paint<Opaque<Rgb24>>;
+      return blueFirst ? bgr32 : rgb32;
     case PixelLayout::kRgb565:
       break;
   }
-  return Paint<Rgb565>;
+  return rgb565;
 }
 
 }  // namespace zocam

@@ -15,8 +15,21 @@ namespace zocam {
 // Writes one pixel per level, packed. Every level is below kDisplayLevels; out needs no alignment.
 using Painter = void (*)(std::span<const uint16_t> levels, const Palette& palette, uint8_t* out);
 
-// blueFirst is the order of 24 and 32-bit pixels; the other layouts have only one.
-Painter PainterFor(PixelLayout layout, bool blueFirst);
+// A painter for each layout; 24 and 32-bit pixels have two orders.
+struct PainterTable {
+  Painter gray8;
+  Painter bgr24;
+  Painter rgb24;
+  Painter bgr32;
+  Painter rgb32;
+  Painter rgb565;
+
+  Painter For(PixelLayout layout, bool blueFirst) const;
+};
+
+namespace scalar {
+extern const PainterTable kPainters;
+}  // namespace scalar
 
 // Where the pixels of a picture lie in the caller's buffer.
 struct PictureLines {

@@ -219,7 +219,7 @@ TEST(Undistortion, GivesTheSameBitsEverywhere) {
 
 uint16_t FilteredCentre(const Image& in, int32_t threshold) {
   Image out(9);
-  FilterNoise(in, out, 3, 3, threshold);
+  scalar::FilterNoise(in, out, 3, 3, threshold);
   return out[4];
 }
 
@@ -231,11 +231,11 @@ TEST(NoiseFilter, AveragesOnlyWhatIsClose) {
   EXPECT_EQ(FilteredCentre({101, 99, 101, 99, 100, 99, 101, 99, 101}, 1), 100);
   const Image corner = {100, 127, 127, 127};
   Image out(4);
-  FilterNoise(corner, out, 2, 2, 50);
+  scalar::FilterNoise(corner, out, 2, 2, 50);
   EXPECT_EQ(out[0], (1000 + 127 * 27) / 37) << "two sides and one diagonal";
   for (uint32_t size : {1U, 2U}) {
     Image line(size, 7), result(size);
-    FilterNoise(line, result, size, 1, 5);
+    scalar::FilterNoise(line, result, size, 1, 5);
     EXPECT_EQ(result, line);
   }
 }
@@ -423,12 +423,12 @@ TEST(Pipeline, RunsItsStagesInTheirOrder) {
   ZoLib_SetSubtractionTemp(camera.dev, 1);
   ZoLib_SetSubtractionTempTable(camera.dev, table.data(), camera.dev->imageBytes);
 
-  ApplyCorrections(expected, std::span(zorc).subspan(4));
+  scalar::ApplyCorrections(expected, std::span(zorc).subspan(4));
   Undistortion lens;
   lens.Setup(width, height, 0.7);
   lens.Transform(scratch.data(), expected.data());
-  FilterNoise(scratch, expected, width, height, 150);
-  SubtractReference(expected, table);
+  scalar::FilterNoise(scratch, expected, width, height, 150);
+  scalar::SubtractReference(expected, table);
   EXPECT_EQ(camera.Fresh(), expected);
   EXPECT_EQ(camera.Fresh(), expected) << "whichever buffer it starts in";
 }

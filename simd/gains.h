@@ -1,0 +1,17 @@
+// The gains: values to levels.
+#ifndef ZOCAM_SIMD_GAINS_H
+#define ZOCAM_SIMD_GAINS_H
+
+#include "render/auto_gain.h"
+#include "render/manual_gain.h"
+#include "simd/lanes.h"
+
+namespace simd {
+
+static constexpr auto MapManual = zocam::scalar::MapManual;
+static constexpr auto MapLinear = zocam::scalar::MapLinear;
+static constexpr auto MapSegments = zocam::scalar::MapSegments;
+
+}  // namespace simd
+
+#endif

@@ -1,0 +1,14 @@
+// The noise filter.
+#ifndef ZOCAM_SIMD_NOISE_FILTER_H
+#define ZOCAM_SIMD_NOISE_FILTER_H
+
+#include "decode/noise_filter.h"
+#include "simd/lanes.h"
+
+namespace simd {
+
+static constexpr auto FilterNoise = scalar::FilterNoise;
+
+}  // namespace simd
+
+#endif

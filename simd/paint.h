@@ -1,0 +1,14 @@
+// Levels to pixels.
+#ifndef ZOCAM_SIMD_PAINT_H
+#define ZOCAM_SIMD_PAINT_H
+
+#include "render/paint.h"
+#include "simd/lanes.h"
+
+namespace simd {
+
+static constexpr const zocam::PainterTable& kPainters = zocam::scalar::kPainters;
+
+}  // namespace simd
+
+#endif

@@ -1,0 +1,14 @@
+// Lens undistortion.
+#ifndef ZOCAM_SIMD_UNDISTORTION_H
+#define ZOCAM_SIMD_UNDISTORTION_H
+
+#include "decode/undistortion.h"
+#include "simd/lanes.h"
+
+namespace simd {
+
+static constexpr auto Undistort = scalar::Undistort;
+
+}  // namespace simd
+
+#endif

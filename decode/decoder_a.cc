@@ -14,7 +14,6 @@ namespace {
 constexpr uint32_t kStartupFfcUntil = 4999;
 constexpr double kStartupSensorBelow = 311.0;
 constexpr uint8_t kScaledRevision = 10;
-constexpr double kMaxKelvin = 655.35;
 
 struct OutputScale {
   double factor;
@@ -112,15 +111,8 @@ double ZoLib_Priv_PixelTempStartup(const double p[6], double x) {
 }
 
 double ZoLib_Priv_PixelTempSteady(const double p[6], double x) {
-  struct Branch {
-    double a, b, c, o, e;
-  };
-  constexpr Branch kLowCounts = {0.3759742, 0.7519484, 7005.281549953599, 16221.82, -83.69756};
-  constexpr Branch kHighCounts = {0.2773114, 0.5546228, 3153.3975022143995, 12381.07, -56.15512};
-  constexpr double kHighCountsFrom = 7327.0;
-
   const double s = x + p[1];
-  const Branch& branch = s < kHighCountsFrom ? kLowCounts : kHighCounts;
+  const SteadyBranch& branch = s < kHighCountsFrom ? kLowCounts : kHighCounts;
   const double r = std::sqrt(std::max(0.0, (s - branch.o) * branch.b + branch.c));
   return ((r - branch.e) * (0.002635 * p[0] + 0.1909443) / branch.a * 0.9915) * p[4] + p[5];
 }

@@ -27,6 +27,18 @@ struct SensorTelemetry {
   explicit SensorTelemetry(const Footer& footer, uint8_t modelRevision);
 };
 
+// The steady regime's fit has two branches, for shifted counts below and from kHighCountsFrom on.
+struct SteadyBranch {
+  double a, b, c, o, e;
+};
+inline constexpr SteadyBranch kLowCounts = {0.3759742, 0.7519484, 7005.281549953599, 16221.82,
+                                            -83.69756};
+inline constexpr SteadyBranch kHighCounts = {0.2773114, 0.5546228, 3153.3975022143995, 12381.07,
+                                             -56.15512};
+inline constexpr double kHighCountsFrom = 7327.0;
+
+inline constexpr double kMaxKelvin = 655.35;  // what 16 bits of 1/100 K hold
+
 bool IsStartup(const SensorTelemetry& telemetry);
 SensorParameters StartupParameters(const SensorTelemetry& telemetry);
 SensorParameters SteadyParameters(const SensorTelemetry& telemetry);

@@ -6,6 +6,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#if defined(__SSE2__)
+#include <immintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
+#endif
+
 namespace simd {
 
 #ifdef __AVX2__
@@ -29,6 +35,7 @@ using U8s = Vector<uint8_t, kVectorBytes>;
 using U16s = Vector<uint16_t, kWords>;
 using I16s = Vector<int16_t, kWords>;
 using Doubles = Vector<double, kDoubles>;
+using DoubleMask = Vector<int64_t, kDoubles>;
 
 template <class V>
 static inline V Load(const void* from) {
@@ -45,6 +52,51 @@ static inline void Store(void* to, V vector) {
 template <class To, class From>
 static inline To Convert(From vector) {
   return __builtin_convertvector(vector, To);
+}
+
+static inline Doubles Sqrt(Doubles x) {
+#if defined(__AVX2__)
+  return _mm256_sqrt_pd(x);
+#elif defined(__SSE2__)
+  return _mm_sqrt_pd(x);
+#else
+  return vsqrtq_f64(x);
+#endif
+}
+
+// The first of kDoubles words as doubles.
+static inline Doubles WordsToDoubles(const uint16_t* words) {
+#if defined(__AVX2__)
+  const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(words));
+  return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(four));
+#elif defined(__SSE2__)
+  const __m128i two = _mm_cvtsi32_si128(Load<int32_t>(words));
+  return _mm_cvtepi32_pd(_mm_unpacklo_epi16(two, _mm_setzero_si128()));
+#else
+  return Doubles{static_cast<double>(words[0]), static_cast<double>(words[1])};
+#endif
+}
+
+// Truncates; every lane lies in -2^31 to 2^31 and keeps its low 16 bits.
+static inline void StoreLow16(uint16_t* words, Doubles values) {
+#if defined(__AVX2__)
+  const __m128i whole = _mm256_cvttpd_epi32(values);
+  const __m128i low = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(words), _mm_shuffle_epi8(whole, low));
+#elif defined(__SSE2__)
+  constexpr int kWords0And2 = 0x08;
+  const __m128i whole = _mm_cvttpd_epi32(values);
+  Store(words, _mm_cvtsi128_si32(_mm_shufflelo_epi16(whole, kWords0And2)));
+#else
+  words[0] = static_cast<uint16_t>(static_cast<int32_t>(values[0]));
+  words[1] = static_cast<uint16_t>(static_cast<int32_t>(values[1]));
+#endif
+}
+
+static inline bool AnyLane(DoubleMask mask) {
+  int64_t any = 0;
+  for (std::size_t i = 0; i < kDoubles; ++i) any |= mask[i];
+  return any != 0;
 }
 
 }  // namespace simd

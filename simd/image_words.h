@@ -96,10 +96,16 @@ class LineTerms {
   static constexpr std::size_t kLongest = 256;
 
   // False when a term does not allow it.
-  bool Round(const double* table, double factor, std::size_t count) {
+  bool Round(const double* line, double factor, std::size_t width) {
+    const std::size_t centre = width / 2;
     negative_ = factor < 0;
-    return negative_ ? RoundMagnitudes<true>(table, -factor, count)
-                     : RoundMagnitudes<false>(table, factor, count);
+    const bool rounded = negative_ ? RoundMagnitudes<true>(line, -factor, centre + 1)
+                                   : RoundMagnitudes<false>(line, factor, centre + 1);
+    // The right half mirrors the left one.
+    for (std::size_t x = centre + 1; x < width; x += kWords) {
+      Store(terms_ + x, Reversed(Load<U16s>(terms_ + 2 * centre - x - (kWords - 1))));
+    }
+    return rounded;
   }
 
   // Adds the terms from i on to a vector of words, saturating.
@@ -144,7 +150,8 @@ class LineTerms {
   }
 
   bool negative_ = false;
-  uint16_t terms_[kLongest];
+  uint16_t cells_[kWords + kLongest + kWords] = {};
+  uint16_t* const terms_ = cells_ + kWords;  // vectors may reach over both ends
 };
 
 static void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,

@@ -144,7 +144,8 @@ ZoStatus DecodeLocked(_ZoDev& dev, const uint8_t* raw, void* out, uint32_t outSi
                       uint32_t format) {
   const OptionalStages stages(dev);
   if (!EnsureBuffers(dev, stages)) return ZO_STATUS_NO_MEMORY;
-  const uint8_t* frame = stages.circumference ? CorrectedFrame(dev, raw) : raw;
+  const bool needsWords = !dev.frameDecoded || format == ZO_FMT_RAW16;
+  const uint8_t* frame = stages.circumference && needsWords ? CorrectedFrame(dev, raw) : raw;
   if (!dev.frameDecoded) DecodeImage(dev, frame, stages);
   if (format == ZO_FMT_RAW16) {
     return ZoLib_Priv_CopyRawImage(&dev, frame, static_cast<uint16_t*>(out), outSize);
@@ -163,10 +164,9 @@ ZoStatus ZoLib_DecodeCheck(_ZoDev* dev, const uint8_t* raw) {
 
 ZoStatus ZoLib_Decode(_ZoDev* dev, const uint8_t* raw, void* out, uint32_t outSize, uint32_t stride,
                       uint32_t format) {
-  if (out == nullptr) return ZO_STATUS_NULL_POINTER;
-  const ZoStatus status = ZoLib_DecodeCheck(dev, raw);
-  if (status != ZO_STATUS_OK) return status;
+  if (dev == nullptr || raw == nullptr || out == nullptr) return ZO_STATUS_NULL_POINTER;
   const ScopedLock lock(*dev->decodeLock);
+  if (const ZoStatus status = CheckFrame(*dev, raw); status != ZO_STATUS_OK) return status;
   return DecodeLocked(*dev, raw, out, outSize, stride, format);
 }
 

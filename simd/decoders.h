@@ -11,8 +11,9 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr std::size_t kMostTableValues = 16384;  // 32 KiB of stack
+constexpr std::size_t kMostTableValues = 16384;  // 32 KiB of stack
 
 // What 16 bits keep of results that are truncated; tells of any that are too large for StoreLow16.
 class Low16Writer {
@@ -35,8 +36,8 @@ struct FittingWriter {
 
 // Decodes values from to to + count - 1, rounded up to whole vectors, into table.
 template <class Decoder, class Writer>
-static inline void FillTable(const Decoder& decoder, Writer& writer, uint32_t from,
-                             std::size_t count, uint16_t* table) {
+void FillTable(const Decoder& decoder, Writer& writer, uint32_t from, std::size_t count,
+               uint16_t* table) {
   Doubles value;
   for (std::size_t lane = 0; lane < kDoubles; ++lane) {
     value[lane] = static_cast<double>(from) + static_cast<double>(lane);
@@ -48,8 +49,8 @@ static inline void FillTable(const Decoder& decoder, Writer& writer, uint32_t fr
 }
 
 // Reads a table whose first entry is that of the value low.
-static inline void LookUp(const uint16_t* table, uint32_t low, const uint16_t* in, uint16_t* out,
-                          std::size_t count) {
+void LookUp(const uint16_t* table, uint32_t low, const uint16_t* in, uint16_t* out,
+            std::size_t count) {
   const uint64_t lows = low * 0x0001000100010001;
   std::size_t k = 0;
   for (; k + 4 <= count; k += 4) {
@@ -64,8 +65,8 @@ static inline void LookUp(const uint16_t* table, uint32_t low, const uint16_t* i
 // Decodes an image whose values lie in range; in and out may be the same. count is at least
 // kDoubles.
 template <class Decoder, class Writer>
-static inline void DecodeValues(const Decoder& decoder, Writer& writer, ValueRange range,
-                                const uint16_t* in, uint16_t* out, std::size_t count) {
+void DecodeValues(const Decoder& decoder, Writer& writer, ValueRange range, const uint16_t* in,
+                  uint16_t* out, std::size_t count) {
   const std::size_t values = range.high - range.low + 1;
   if (values <= count / 2 && values <= kMostTableValues) {
     uint16_t table[kMostTableValues + kDoubles];
@@ -85,8 +86,8 @@ static inline void DecodeValues(const Decoder& decoder, Writer& writer, ValueRan
 }
 
 template <class Decoder, class Writer>
-static inline void DecodeWords(const Decoder& decoder, Writer& writer, const uint8_t* words,
-                               uint16_t* out, std::size_t count, bool upsideDown) {
+void DecodeWords(const Decoder& decoder, Writer& writer, const uint8_t* words, uint16_t* out,
+                 std::size_t count, bool upsideDown) {
   auto* bytes = reinterpret_cast<uint8_t*>(out);
   const ValueRange range = upsideDown ? CopyAndFindRange<true>(words, bytes, count)
                                       : CopyAndFindRange<false>(words, bytes, count);
@@ -95,7 +96,7 @@ static inline void DecodeWords(const Decoder& decoder, Writer& writer, const uin
 
 // Decoder A
 
-static inline Doubles ToCentikelvin(Doubles kelvin) {
+Doubles ToCentikelvin(Doubles kelvin) {
   const Doubles inRange = kelvin >= 0.0 ? kelvin : Doubles{};
   return inRange > kMaxKelvin ? Doubles{} + 65535.0 : inRange * 100.0;
 }
@@ -133,8 +134,8 @@ struct SteadyDecoder {
   }
 };
 
-static void ConvertCounts(const SensorModel& model, std::span<const uint8_t> counts,
-                          std::span<uint16_t> out, bool upsideDown) {
+void ConvertCounts(const SensorModel& model, std::span<const uint8_t> counts,
+                   std::span<uint16_t> out, bool upsideDown) {
   if (out.size() < kWords) return scalar::ConvertCounts(model, counts, out, upsideDown);
   FittingWriter writer;
   if (model.startup) {
@@ -148,7 +149,7 @@ static void ConvertCounts(const SensorModel& model, std::span<const uint8_t> cou
 
 // Window correction
 
-static inline Doubles CorrectWindow(const WindowFit& fit, Doubles x) {
+Doubles CorrectWindow(const WindowFit& fit, Doubles x) {
   const Doubles hot = fit.hotSlope * x + fit.hotOffset;
   const Doubles cold = fit.coldSquare * (x * x) + fit.coldSlope * x + fit.coldOffset;
   const Doubles w = (x - kHotFrom + kBlendWidth) / kBlendWidth;
@@ -162,8 +163,8 @@ struct CountsWindow {
   Doubles operator()(Doubles x) const { return CorrectWindow(fit, x / 100.0) * 100.0; }
 };
 
-static void CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> out,
-                                  double sensorKelvin) {
+void CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> out,
+                           double sensorKelvin) {
   const std::size_t count = image.size();
   if (count >= kWords) {
     RangeFinder range;
@@ -186,9 +187,9 @@ struct TemperaturesWindow {
   }
 };
 
-static void CorrectWindowOfTemperatures(std::span<const uint8_t> words, std::span<uint16_t> out,
-                                        bool upsideDown, int32_t resolution, double sensorKelvin,
-                                        double offset) {
+void CorrectWindowOfTemperatures(std::span<const uint8_t> words, std::span<uint16_t> out,
+                                 bool upsideDown, int32_t resolution, double sensorKelvin,
+                                 double offset) {
   if (out.size() >= kWords) {
     Low16Writer writer;
     DecodeWords(
@@ -218,8 +219,8 @@ struct DriftDecoder {
   }
 };
 
-static void CorrectDrifts(std::span<const uint8_t> words, std::span<uint16_t> out, bool upsideDown,
-                          const DriftCorrection& correction, int32_t resolution) {
+void CorrectDrifts(std::span<const uint8_t> words, std::span<uint16_t> out, bool upsideDown,
+                   const DriftCorrection& correction, int32_t resolution) {
   if (out.size() < kWords) {
     return scalar::CorrectDrifts(words, out, upsideDown, correction, resolution);
   }
@@ -228,6 +229,7 @@ static void CorrectDrifts(std::span<const uint8_t> words, std::span<uint16_t> ou
               out.data(), out.size(), upsideDown);
 }
 
+}  // namespace
 }  // namespace simd
 
 #endif

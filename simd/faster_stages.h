@@ -14,8 +14,9 @@
 #include "simd/undistortion.h"
 
 namespace simd {
+namespace {
 
-static constexpr StageTable kFasterStages = {
+constexpr StageTable kFasterStages = {
     .copyImageWords = CopyImageWords,
     .correctCircumference = CorrectCircumference,
     .convertCounts = ConvertCounts,
@@ -36,6 +37,7 @@ static constexpr StageTable kFasterStages = {
     .magnify3 = Magnify3,
 };
 
+}  // namespace
 }  // namespace simd
 
 #endif

@@ -6,10 +6,12 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr auto WidenExtremes = zocam::scalar::WidenExtremes;
-static constexpr auto CountBins = zocam::scalar::CountBins;
+constexpr auto WidenExtremes = zocam::scalar::WidenExtremes;
+constexpr auto CountBins = zocam::scalar::CountBins;
 
+}  // namespace
 }  // namespace simd
 
 #endif

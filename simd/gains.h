@@ -7,11 +7,13 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr auto MapManual = zocam::scalar::MapManual;
-static constexpr auto MapLinear = zocam::scalar::MapLinear;
-static constexpr auto MapSegments = zocam::scalar::MapSegments;
+constexpr auto MapManual = zocam::scalar::MapManual;
+constexpr auto MapLinear = zocam::scalar::MapLinear;
+constexpr auto MapSegments = zocam::scalar::MapSegments;
 
+}  // namespace
 }  // namespace simd
 
 #endif

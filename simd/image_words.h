@@ -7,11 +7,12 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static inline U16s SwapBytes(U16s words) { return words << 8 | words >> 8; }
-static inline U16s LoadWords(const uint8_t* words) { return SwapBytes(Load<U16s>(words)); }
+U16s SwapBytes(U16s words) { return words << 8 | words >> 8; }
+U16s LoadWords(const uint8_t* words) { return SwapBytes(Load<U16s>(words)); }
 
-static inline U16s Reversed(U16s v) {
+U16s Reversed(U16s v) {
 #if defined(__AVX2__)
   return __builtin_shufflevector(v, v, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 #elif defined(__SSE2__)
@@ -23,8 +24,8 @@ static inline U16s Reversed(U16s v) {
 #endif
 }
 
-static inline U16s Min(U16s a, U16s b) { return a < b ? a : b; }
-static inline U16s Max(U16s a, U16s b) { return a > b ? a : b; }
+U16s Min(U16s a, U16s b) { return a < b ? a : b; }
+U16s Max(U16s a, U16s b) { return a > b ? a : b; }
 
 // Lowest and highest value; those of no value at all are 65535 and 0.
 struct ValueRange {
@@ -55,7 +56,7 @@ class RangeFinder {
 // Calls visit(first value) so that vectors of values from there cover all of count, which is at
 // least a vector; the last one overlaps its neighbour.
 template <class Visit>
-static inline void ForEachVector(std::size_t count, Visit visit) {
+void ForEachVector(std::size_t count, Visit visit) {
   std::size_t k = 0;
   for (; k + kWords <= count; k += kWords) visit(k);
   if (k < count) visit(count - kWords);
@@ -63,7 +64,7 @@ static inline void ForEachVector(std::size_t count, Visit visit) {
 
 // Copies words and tells their range. At least a vector of them.
 template <bool turned>
-static inline ValueRange CopyAndFindRange(const uint8_t* words, uint8_t* out, std::size_t count) {
+ValueRange CopyAndFindRange(const uint8_t* words, uint8_t* out, std::size_t count) {
   RangeFinder range;
   ForEachVector(count, [&](std::size_t k) {
     const U16s values = LoadWords(words + 2 * k);
@@ -77,7 +78,7 @@ static inline ValueRange CopyAndFindRange(const uint8_t* words, uint8_t* out, st
   return range.Get();
 }
 
-static void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown) {
+void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown) {
   const std::size_t count = words.size() / 2;
   if (count < kWords) return scalar::CopyImageWords(words, out, upsideDown);
   auto* bytes = static_cast<uint8_t*>(out);
@@ -154,8 +155,8 @@ class LineTerms {
   uint16_t* const terms_ = cells_ + kWords;  // vectors may reach over both ends
 };
 
-static void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
-                                 uint32_t width, double factor, std::span<uint8_t> out) {
+void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
+                          uint32_t width, double factor, std::span<uint8_t> out) {
   const std::size_t count = table.size();
   const bool fits = width >= kWords && width <= LineTerms::kLongest && width % kDoubles == 0;
   if (!fits) return scalar::CorrectCircumference(words, table, width, factor, out);
@@ -184,6 +185,7 @@ static void CorrectCircumference(std::span<const uint8_t> words, std::span<const
   }
 }
 
+}  // namespace
 }  // namespace simd
 
 #endif

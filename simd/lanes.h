@@ -13,11 +13,12 @@
 #endif
 
 namespace simd {
+namespace {
 
 #ifdef __AVX2__
-inline constexpr std::size_t kVectorBytes = 32;
+constexpr std::size_t kVectorBytes = 32;
 #else
-inline constexpr std::size_t kVectorBytes = 16;
+constexpr std::size_t kVectorBytes = 16;
 #endif
 
 // A vector of count lanes.
@@ -29,8 +30,8 @@ template <class T, std::size_t count>
 using Vector = typename VectorOf<T, count>::Type;
 
 // Whole registers.
-inline constexpr std::size_t kWords = kVectorBytes / sizeof(uint16_t);
-inline constexpr std::size_t kDoubles = kVectorBytes / sizeof(double);
+constexpr std::size_t kWords = kVectorBytes / sizeof(uint16_t);
+constexpr std::size_t kDoubles = kVectorBytes / sizeof(double);
 using U8s = Vector<uint8_t, kVectorBytes>;
 using U16s = Vector<uint16_t, kWords>;
 using I16s = Vector<int16_t, kWords>;
@@ -38,23 +39,23 @@ using Doubles = Vector<double, kDoubles>;
 using DoubleMask = Vector<int64_t, kDoubles>;
 
 template <class V>
-static inline V Load(const void* from) {
+V Load(const void* from) {
   V vector;
   __builtin_memcpy(&vector, from, sizeof vector);
   return vector;
 }
 
 template <class V>
-static inline void Store(void* to, V vector) {
+void Store(void* to, V vector) {
   __builtin_memcpy(to, &vector, sizeof vector);
 }
 
 template <class To, class From>
-static inline To Convert(From vector) {
+To Convert(From vector) {
   return __builtin_convertvector(vector, To);
 }
 
-static inline Doubles Sqrt(Doubles x) {
+Doubles Sqrt(Doubles x) {
 #if defined(__AVX2__)
   return _mm256_sqrt_pd(x);
 #elif defined(__SSE2__)
@@ -65,7 +66,7 @@ static inline Doubles Sqrt(Doubles x) {
 }
 
 // The first of kDoubles words as doubles.
-static inline Doubles WordsToDoubles(const uint16_t* words) {
+Doubles WordsToDoubles(const uint16_t* words) {
 #if defined(__AVX2__)
   const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(words));
   return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(four));
@@ -78,7 +79,7 @@ static inline Doubles WordsToDoubles(const uint16_t* words) {
 }
 
 // Truncates; every lane lies in -2^31 to 2^31 and keeps its low 16 bits.
-static inline void StoreLow16(uint16_t* words, Doubles values) {
+void StoreLow16(uint16_t* words, Doubles values) {
 #if defined(__AVX2__)
   const __m128i whole = _mm256_cvttpd_epi32(values);
   const __m128i low = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
@@ -93,12 +94,13 @@ static inline void StoreLow16(uint16_t* words, Doubles values) {
 #endif
 }
 
-static inline bool AnyLane(DoubleMask mask) {
+bool AnyLane(DoubleMask mask) {
   int64_t any = 0;
   for (std::size_t i = 0; i < kDoubles; ++i) any |= mask[i];
   return any != 0;
 }
 
+}  // namespace
 }  // namespace simd
 
 #endif

@@ -6,9 +6,11 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr auto Magnify3 = zocam::scalar::Magnify3;
+constexpr auto Magnify3 = zocam::scalar::Magnify3;
 
+}  // namespace
 }  // namespace simd
 
 #endif

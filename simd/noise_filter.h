@@ -6,9 +6,11 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr auto FilterNoise = scalar::FilterNoise;
+constexpr auto FilterNoise = scalar::FilterNoise;
 
+}  // namespace
 }  // namespace simd
 
 #endif

@@ -6,9 +6,11 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr const zocam::PainterTable& kPainters = zocam::scalar::kPainters;
+constexpr const zocam::PainterTable& kPainters = zocam::scalar::kPainters;
 
+}  // namespace
 }  // namespace simd
 
 #endif

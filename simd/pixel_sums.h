@@ -7,9 +7,9 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static void AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> image,
-                             int32_t resolution) {
+void AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> image, int32_t resolution) {
   const std::size_t count = sums.size();
   double* sum = sums.data();
   const uint16_t* pixel = image.data();
@@ -21,7 +21,7 @@ static void AccumulateKelvin(std::span<double> sums, std::span<const uint16_t> i
   for (; i < count; ++i) sum[i] += static_cast<double>(pixel[i]) / resolution;
 }
 
-static void ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t> corrections) {
+void ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t> corrections) {
   const std::size_t whole = image.size() - image.size() % kWords;
   for (std::size_t i = 0; i < whole; i += kWords) {
     Store(&image[i], Load<U16s>(&image[i]) + Load<U16s>(&corrections[i]));
@@ -29,7 +29,7 @@ static void ApplyCorrections(std::span<uint16_t> image, std::span<const uint16_t
   scalar::ApplyCorrections(image.subspan(whole), corrections.subspan(whole));
 }
 
-static void SubtractReference(std::span<uint16_t> image, std::span<const uint16_t> reference) {
+void SubtractReference(std::span<uint16_t> image, std::span<const uint16_t> reference) {
   constexpr uint16_t kZeroCelsius = 27315;
   const std::size_t whole = image.size() - image.size() % kWords;
   for (std::size_t i = 0; i < whole; i += kWords) {
@@ -45,6 +45,7 @@ static void SubtractReference(std::span<uint16_t> image, std::span<const uint16_
   scalar::SubtractReference(image.subspan(whole), reference.subspan(whole));
 }
 
+}  // namespace
 }  // namespace simd
 
 #endif

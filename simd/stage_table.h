@@ -7,7 +7,7 @@
 // one is in use. Not here: settings, buffers, handles. Any thread may run a stage.
 //
 // Code that is compiled for one level must not leave functions that the linker could hand to
-// another: the faster forms are static and call nothing that is not inlined.
+// another level: everything in the headers of faster forms stands in an unnamed namespace.
 #ifndef ZOCAM_SIMD_STAGE_TABLE_H
 #define ZOCAM_SIMD_STAGE_TABLE_H
 

@@ -6,9 +6,11 @@
 #include "simd/lanes.h"
 
 namespace simd {
+namespace {
 
-static constexpr auto Undistort = scalar::Undistort;
+constexpr auto Undistort = scalar::Undistort;
 
+}  // namespace
 }  // namespace simd
 
 #endif

@@ -136,7 +136,8 @@ struct _ZoDev {
 
   // Connection (device/, capture/)
   SharedField<uint32_t> connected;
-  uint32_t commandPollMs = 20;  // commandLock
+  uint32_t commandPollMs =
+      20;  // commandLock, through functions that Clang cannot follow  // commandLock
   SharedField<uint32_t> disconnected;
   std::unique_ptr<PMutex> commandLock;
 
@@ -161,60 +162,63 @@ struct _ZoDev {
 
   // Decoding (decode/): buffers and per-frame state under decodeLock
   std::unique_ptr<PMutex> decodeLock;
-  MallocPtr<uint16_t[]> tempImage;
-  bool frameDecoded = false;
-  MallocPtr<uint16_t[]> scratchImage;
-  MallocPtr<uint8_t[]> correctedFrame;     // the raw frame after circumference correction
-  MallocPtr<double[]> circumferenceTable;  // built by the first frame that needs it
-  uint32_t subtractionTemp = 0;
-  MallocPtr<uint16_t[]> subtractionTable;         // null until one is installed
-  SharedField<uint32_t> decodeRangeLow = 28914;   // 1/100 K
-  SharedField<uint32_t> decodeRangeHigh = 32114;  // 1/100 K
+  MallocPtr<uint16_t[]> tempImage ZO_GUARDED_BY(*decodeLock);
+  bool frameDecoded ZO_GUARDED_BY(*decodeLock) = false;
+  MallocPtr<uint16_t[]> scratchImage ZO_GUARDED_BY(*decodeLock);
+  MallocPtr<uint8_t[]> correctedFrame
+      ZO_GUARDED_BY(*decodeLock);  // the raw frame after circumference correction
+  MallocPtr<double[]> circumferenceTable
+      ZO_GUARDED_BY(*decodeLock);  // built by the first frame that needs it
+  uint32_t subtractionTemp ZO_GUARDED_BY(*decodeLock) = 0;
+  MallocPtr<uint16_t[]> subtractionTable ZO_GUARDED_BY(*decodeLock);  // null until one is installed
+  SharedField<uint32_t> decodeRangeLow = 28914;                       // 1/100 K
+  SharedField<uint32_t> decodeRangeHigh = 32114;                      // 1/100 K
   SharedField<uint32_t> circumferenceCorrection;
   uint32_t circumferenceCorrectionSupported = 0;
   SharedField<uint32_t> noiseFilter = 1;
   SharedField<uint16_t> noiseFilterThreshold = uint16_t{50};
-  uint32_t colorizeByRaw = 0;  // decodeLock
+  uint32_t colorizeByRaw ZO_GUARDED_BY(*decodeLock) = 0;  // decodeLock
   TempDecoder tempDecoder = nullptr;
   uint16_t refTempRegion = 0;
   uint8_t telemetryRevision = 0;
   SharedField<int32_t> tempResolution;  // written under decodeLock
-  uint32_t telemetryCorrectionFlag = 0;
+  uint32_t telemetryCorrectionFlag ZO_GUARDED_BY(*decodeLock) = 0;
   std::array<RefPoint, 3> refPoints{};
-  RefAverages refAverages;
+  RefAverages refAverages ZO_GUARDED_BY(*decodeLock);
   uint32_t refTempEnabled = 1;
-  bool driftBaselineCaptured = false;  // since the last flat-field correction
-  double driftBaseline = 0.0;          // kelvin; 0.0: none yet
+  bool driftBaselineCaptured ZO_GUARDED_BY(*decodeLock) =
+      false;                                              // since the last flat-field correction
+  double driftBaseline ZO_GUARDED_BY(*decodeLock) = 0.0;  // kelvin; 0.0: none yet
   SharedField<uint32_t> upsideDown;
   SharedField<uint32_t> windowCorrection;
-  std::unique_ptr<MovingAvg> windowTempAvg;
+  std::unique_ptr<MovingAvg> windowTempAvg ZO_GUARDED_BY(*decodeLock);
   SharedField<uint32_t> undistortionOn;
   double undistortionStrength = 0.0;
-  std::unique_ptr<Undistortion> undistortion;
-  bool reflectGenActive = false;
-  MallocPtr<double[]> reflectGenSums;  // exist while the generation runs
-  uint32_t reflectGenFrames = 0;
-  MallocPtr<uint16_t[]> reflectCorrData;
+  std::unique_ptr<Undistortion> undistortion ZO_GUARDED_BY(*decodeLock);
+  bool reflectGenActive ZO_GUARDED_BY(*decodeLock) = false;
+  MallocPtr<double[]> reflectGenSums ZO_GUARDED_BY(*decodeLock);  // exist while the generation runs
+  uint32_t reflectGenFrames ZO_GUARDED_BY(*decodeLock) = 0;
+  MallocPtr<uint16_t[]> reflectCorrData ZO_GUARDED_BY(*decodeLock);
 
   // Rendering (render/): under decodeLock
-  MallocPtr<uint16_t[]> workImage;  // display levels, always below 1024
-  MallocPtr<uint32_t[]> agcMask;
+  MallocPtr<uint16_t[]> workImage ZO_GUARDED_BY(*decodeLock);  // display levels, always below 1024
+  MallocPtr<uint32_t[]> agcMask ZO_GUARDED_BY(*decodeLock);
   SharedField<int32_t> agcRangeLow = 0;       // 1/100 K
   SharedField<int32_t> agcRangeHigh = 70315;  // 1/100 K
   SharedField<uint32_t> rgbOrder = 1;
 
   // Recording-wide gain (filled by file/, read by render/): under decodeLock
   SharedField<uint32_t> timeBasedAGC;
-  bool tbLinearValid = false;
-  uint16_t tbLinearMin = 0;
-  uint16_t tbLinearMax = 0;
-  bool tbHistValid = false;
-  uint16_t tbHistMin = 0;
-  uint16_t tbHistMax = 0;
-  MallocPtr<GainSegment[]> tbHistTable;
+  bool tbLinearValid ZO_GUARDED_BY(*decodeLock) = false;
+  uint16_t tbLinearMin ZO_GUARDED_BY(*decodeLock) = 0;
+  uint16_t tbLinearMax ZO_GUARDED_BY(*decodeLock) = 0;
+  bool tbHistValid ZO_GUARDED_BY(*decodeLock) = false;
+  uint16_t tbHistMin ZO_GUARDED_BY(*decodeLock) = 0;
+  uint16_t tbHistMax ZO_GUARDED_BY(*decodeLock) = 0;
+  MallocPtr<GainSegment[]> tbHistTable ZO_GUARDED_BY(*decodeLock);
 
-  ScanKey tbLinearKey{};
-  ScanKey tbHistKey{};
+  ScanKey tbLinearKey ZO_GUARDED_BY(*decodeLock){};
+  ScanKey tbHistKey ZO_GUARDED_BY(*decodeLock){};
 
   // Recording and playback (file/): under fileLock. The stream itself is opened and closed by the
   // thread that controls the handle, which may therefore look whether there is one.
@@ -222,11 +226,11 @@ struct _ZoDev {
   bool fileIsWritten = false;  // it is written
   bool isFileHandle = false;   // the handle plays a recording; set when it is opened
   SharedField<uint32_t> filePassive;
-  bool fileWriteTorn = false;       // something stands behind fileWriteEnd
-  int64_t fileWriteEnd = 0;         // behind the last whole record
-  uint64_t fileWriteStartTime = 0;  // ms; 0: no frame yet
-  uint32_t fileWriteFrameCount = 0;
-  MallocPtr<uint8_t[]> fileWriteTrailer;
+  bool fileWriteTorn ZO_GUARDED_BY(*fileLock) = false;       // something stands behind fileWriteEnd
+  int64_t fileWriteEnd ZO_GUARDED_BY(*fileLock) = 0;         // behind the last whole record
+  uint64_t fileWriteStartTime ZO_GUARDED_BY(*fileLock) = 0;  // ms; 0: no frame yet
+  uint32_t fileWriteFrameCount ZO_GUARDED_BY(*fileLock) = 0;
+  MallocPtr<uint8_t[]> fileWriteTrailer ZO_GUARDED_BY(*fileLock);
   int64_t fileDataStart = 0;   // first record
   int64_t fileLastRecord = 0;  // last whole record when the file was opened
   uint64_t fileTimeLength = 0;
@@ -236,19 +240,22 @@ struct _ZoDev {
   SharedField<uint32_t> fileReading;
   SharedField<uint32_t> fileReadPaused;
   SharedField<uint32_t> filePauseParked;
-  bool playbackAtRest = false;  // the thread waits at the end of the file, or has ended
-  bool fileScanning = false;    // a scan owns the file position; whoever needs it waits
+  bool playbackAtRest ZO_GUARDED_BY(*fileLock) =
+      false;  // the thread waits at the end of the file, or has ended
+  bool fileScanning ZO_GUARDED_BY(*fileLock) =
+      false;  // a scan owns the file position; whoever needs it waits
   SharedField<uint32_t> fileReadEOF;
   SharedField<uint32_t> fileError;
-  FrameTrailer fileReadTrailer{};            // of the record last read
-  SharedTrailer fileCurrentTrailer;          // of the frame last delivered
+  FrameTrailer fileReadTrailer ZO_GUARDED_BY(*fileLock){};  // of the record last read
+  SharedTrailer fileCurrentTrailer;                         // of the frame last delivered
   SharedField<uint64_t> fileBaseTimeOffset;  // anchor of pacing; 0: the next frame anchors anew
   SharedField<double> fileReadSpeed = 1.0;
   ZoFrameCallback fileFrameCallback = nullptr;
   ZoEofCallback fileEofCallback = nullptr;
   void* fileCallbackUser = nullptr;
   pthread_t playbackThread{};
-  std::unique_ptr<PlaybackContext> playback;  // exists while playback is started
+  std::unique_ptr<PlaybackContext> playback
+      ZO_GUARDED_BY(*fileLock);  // exists while playback is started
   std::unique_ptr<PMutex> fileLock;
   std::unique_ptr<PCond> readerStateCond;
   std::unique_ptr<PCond> readerWakeCond;

@@ -9,14 +9,16 @@
 
 #include "zocam/zocam.h"
 
-class ZO_API PMutex {
+#include "core/thread_safety.h"
+
+class ZO_API ZO_LOCK PMutex {
  public:
   PMutex() = default;
   PMutex(const PMutex&) = delete;
   PMutex& operator=(const PMutex&) = delete;
   virtual ~PMutex();
-  virtual int Lock() = 0;
-  virtual int Unlock() = 0;
+  virtual int Lock() ZO_TAKES() = 0;
+  virtual int Unlock() ZO_LETS_GO() = 0;
 };
 
 class ZO_API PCond {
@@ -27,7 +29,7 @@ class ZO_API PCond {
   virtual ~PCond();
   // Releases the mutex, waits for NotifyAll or the time-out, and holds the mutex again on return.
   // Returns 0 after the time-out or a signal, else 1. Wakes up spuriously: re-check the condition.
-  virtual uint32_t Wait(PMutex* mutex, unsigned timeoutMs) = 0;
+  virtual uint32_t Wait(PMutex* mutex, unsigned timeoutMs) ZO_HOLDS(*mutex) = 0;
   // Wakes every thread inside Wait. The caller may hold the mutex given to Wait.
   virtual void NotifyAll() = 0;
 };
@@ -37,8 +39,8 @@ class ZO_API PInProcMutex : public PMutex {
  public:
   PInProcMutex();
   ~PInProcMutex() override;
-  int Lock() override;
-  int Unlock() override;
+  int Lock() ZO_TAKES() override;
+  int Unlock() ZO_LETS_GO() override;
 
  private:
   pthread_mutex_t mutex_;
@@ -50,22 +52,23 @@ class ZO_API PInProcCond : public PCond {
  public:
   PInProcCond();
   ~PInProcCond() override;
-  uint32_t Wait(PMutex* mutex, unsigned timeoutMs) override;
+  uint32_t Wait(PMutex* mutex, unsigned timeoutMs) ZO_HOLDS(*mutex) override;
   void NotifyAll() override;
 
  private:
-  int32_t waiters_ = 0;        // threads inside Wait; lets NotifyAll skip an idle broadcast
-  PInProcMutex waitersMutex_;  // guards waiters_
+  PInProcMutex waitersMutex_;
+  // Threads inside Wait; lets NotifyAll skip an idle broadcast.
+  int32_t waiters_ ZO_GUARDED_BY(waitersMutex_) = 0;
   pthread_mutex_t
       internal_;  // held from before the caller's mutex is let go, so no wake-up is lost
   pthread_cond_t condition_;
 };
 
 // Holds a mutex for a scope.
-class ScopedLock {
+class ZO_SCOPED_LOCK ScopedLock {
  public:
-  explicit ScopedLock(PMutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
-  ~ScopedLock() { mutex_.Unlock(); }
+  explicit ScopedLock(PMutex& mutex) ZO_TAKES(mutex) : mutex_(mutex) { mutex_.Lock(); }
+  ~ScopedLock() ZO_LETS_GO() { mutex_.Unlock(); }
   ScopedLock(const ScopedLock&) = delete;
   ScopedLock& operator=(const ScopedLock&) = delete;
 

@@ -44,8 +44,9 @@ void SetRawCountModel(_ZoDev& dev, uint8_t revision) {
   dev.tempDecoder = ZoLib_Priv_Decode_TEMPERATURE_16_A;
 }
 
-// Part of the image shows a reference body, which tells the sensor's drift.
-void SetReferenceBody(_ZoDev& dev) {
+// Part of the image shows a reference body, which tells the sensor's drift. Unchecked: the handle
+// belongs to the thread that makes it.
+void SetReferenceBody(_ZoDev& dev) ZO_UNCHECKED {
   dev.tempDecoder = ZoLib_Priv_Decode_TEMPERATURE_16_D;
   dev.refTempRegion = kRefTempColumns;
   dev.refPoints = kRefPoints;
@@ -88,7 +89,8 @@ uint32_t ZoLib_Priv_CheckID(uint32_t vendorId, uint32_t productId) {
   return vendorId == kFamilyVendor && (productId & kFamilyProductMask) == kFamilyProducts ? 1 : 0;
 }
 
-void ZoLib_Priv_SetFrameSpecByVIDPID(_ZoDev* dev) {
+// Unchecked like the next: nobody else has the handle yet.
+void ZoLib_Priv_SetFrameSpecByVIDPID(_ZoDev* dev) ZO_UNCHECKED {
   if (dev == nullptr) return;
   const IdentityBlock& identity = dev->identityBlock;
   if (ZoLib_Priv_CheckID(identity.vendorId, identity.productId) == 0) {
@@ -113,7 +115,7 @@ void ZoLib_Priv_SetFrameSpecByVIDPID(_ZoDev* dev) {
   if (dev->agcMask) std::fill_n(dev->agcMask.get(), dev->pixelCount, 1U);
 }
 
-bool ProfileIsComplete(const _ZoDev& dev) {
+bool ProfileIsComplete(const _ZoDev& dev) ZO_UNCHECKED {
   const auto ready = [](const MovingAvg& average) { return average.HasStorage(); };
   const RefAverages& averages = dev.refAverages;
   return dev.workImage && dev.agcMask &&

@@ -27,7 +27,7 @@ struct OptionalStages {
   bool noiseFilter;
   bool subtraction;
 
-  explicit OptionalStages(const _ZoDev& dev)
+  explicit OptionalStages(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock)
       : circumference(dev.circumferenceCorrection != 0 && dev.windowCorrection == 0),
         undistortion(dev.undistortionOn != 0),
         noiseFilter(dev.noiseFilter != 0),
@@ -35,11 +35,11 @@ struct OptionalStages {
                     dev.subtractionTable != nullptr) {}
 };
 
-std::span<uint16_t> TempImage(const _ZoDev& dev) { return {dev.tempImage.get(), dev.pixelCount}; }
+std::span<uint16_t> TempImage(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
+  return {dev.tempImage.get(), dev.pixelCount};
+}
 
-// decodeLock held from here on.
-
-ZoStatus CheckFrame(_ZoDev& dev, const uint8_t* raw) {
+ZoStatus CheckFrame(_ZoDev& dev, const uint8_t* raw) ZO_HOLDS(*dev.decodeLock) {
   if (dev.connected == 0) return ZO_STATUS_DEVICE_NOT_READY;
   const Footer footer(raw + dev.imageBytes);
   if (footer.Revision() != dev.telemetryRevision) return ZO_STATUS_INVALID_STATE;
@@ -51,7 +51,7 @@ ZoStatus CheckFrame(_ZoDev& dev, const uint8_t* raw) {
   return dev.tempResolution != 0 ? ZO_STATUS_OK : ZO_STATUS_INVALID_STATE;
 }
 
-bool EnsureCircumference(_ZoDev& dev) {
+bool EnsureCircumference(_ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
   if (!EnsureAllocated(dev.correctedFrame, dev.rawFrameBytes)) return false;
   if (dev.circumferenceTable) return true;
   if (!EnsureAllocated(dev.circumferenceTable, dev.pixelCount)) return false;
@@ -60,7 +60,7 @@ bool EnsureCircumference(_ZoDev& dev) {
   return true;
 }
 
-bool EnsureUndistortion(_ZoDev& dev) {
+bool EnsureUndistortion(_ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
   if (dev.undistortion) return true;
   std::unique_ptr<Undistortion> made(new (std::nothrow) Undistortion);
   if (!made || made->Setup(dev.frameWidth, dev.frameHeight, dev.undistortionStrength) != 0) {
@@ -72,7 +72,7 @@ bool EnsureUndistortion(_ZoDev& dev) {
 
 // Makes all that the stages need before the first of them runs: a frame then either passes every
 // stage or none, and the ones that keep state see it once.
-bool EnsureBuffers(_ZoDev& dev, const OptionalStages& stages) {
+bool EnsureBuffers(_ZoDev& dev, const OptionalStages& stages) ZO_HOLDS(*dev.decodeLock) {
   if (!EnsureAllocated(dev.tempImage, dev.pixelCount)) return false;
   if (stages.circumference && !EnsureCircumference(dev)) return false;
   if (dev.frameDecoded) return true;
@@ -81,7 +81,7 @@ bool EnsureBuffers(_ZoDev& dev, const OptionalStages& stages) {
          EnsureAllocated(dev.scratchImage, dev.pixelCount);
 }
 
-const uint8_t* CorrectedFrame(const _ZoDev& dev, const uint8_t* raw) {
+const uint8_t* CorrectedFrame(const _ZoDev& dev, const uint8_t* raw) ZO_HOLDS(*dev.decodeLock) {
   const Footer footer(raw + dev.imageBytes);
   const double factor =
       CircumferenceFactor(footer, dev.telemetryRevision, dev.telemetryCorrectionFlag);
@@ -94,7 +94,7 @@ const uint8_t* CorrectedFrame(const _ZoDev& dev, const uint8_t* raw) {
 }
 
 // The image before its correction stages: raw words or decoded temperatures.
-ZoStatus ProduceImage(_ZoDev& dev, const uint8_t* frame) {
+ZoStatus ProduceImage(_ZoDev& dev, const uint8_t* frame) ZO_HOLDS(*dev.decodeLock) {
   uint16_t* image = dev.tempImage.get();
   if (dev.colorizeByRaw != 0) return ZoLib_Priv_CopyRawImage(&dev, frame, image, dev.imageBytes);
   if (dev.tempDecoder == nullptr) return ZO_STATUS_INVALID_STATE;
@@ -103,7 +103,7 @@ ZoStatus ProduceImage(_ZoDev& dev, const uint8_t* frame) {
                          reinterpret_cast<unsigned char*>(image), dev.imageBytes);
 }
 
-void CorrectReflections(_ZoDev& dev) {
+void CorrectReflections(_ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
   if (dev.reflectGenActive) {
     Stages().accumulateKelvin({dev.reflectGenSums.get(), dev.pixelCount}, TempImage(dev),
                               dev.tempResolution);
@@ -121,7 +121,8 @@ int32_t NoiseThreshold(const _ZoDev& dev) {
 }
 
 // Leaves frameDecoded clear when the decoder cannot make an image of this frame.
-void DecodeImage(_ZoDev& dev, const uint8_t* frame, const OptionalStages& stages) {
+void DecodeImage(_ZoDev& dev, const uint8_t* frame, const OptionalStages& stages)
+    ZO_HOLDS(*dev.decodeLock) {
   if (ProduceImage(dev, frame) != ZO_STATUS_OK) return;
   CorrectReflections(dev);
   // A stage that cannot work in place fills the scratch image, and the two change roles.
@@ -141,7 +142,7 @@ void DecodeImage(_ZoDev& dev, const uint8_t* frame, const OptionalStages& stages
 }
 
 ZoStatus DecodeLocked(_ZoDev& dev, const uint8_t* raw, void* out, uint32_t outSize, uint32_t stride,
-                      uint32_t format) {
+                      uint32_t format) ZO_HOLDS(*dev.decodeLock) {
   const OptionalStages stages(dev);
   if (!EnsureBuffers(dev, stages)) return ZO_STATUS_NO_MEMORY;
   const bool needsWords = !dev.frameDecoded || format == ZO_FMT_RAW16;

@@ -27,8 +27,9 @@ ZoStatus InstallCorrections(_ZoDev& dev, std::span<const uint8_t> zorc) {
   return ZO_STATUS_OK;
 }
 
-// The correction image of what was accumulated; decodeLock held.
-ZoStatus MakeZorc(const _ZoDev& dev, MallocPtr<uint8_t[]>& zorc, std::size_t size) {
+// The correction image of what was accumulated.
+ZoStatus MakeZorc(const _ZoDev& dev, MallocPtr<uint8_t[]>& zorc, std::size_t size)
+    ZO_HOLDS(*dev.decodeLock) {
   if (dev.reflectGenFrames == 0) return ZO_STATUS_INVALID_STATE;
   zorc = AllocateZeroed<uint8_t>(size);
   if (!zorc) return ZO_STATUS_NO_MEMORY;

@@ -2,7 +2,6 @@
 
 #include <new>
 
-#include "core/device_record.h"
 #include "decode/decoder_a.h"
 #include "decode/decoder_b.h"
 #include "decode/decoder_d.h"
@@ -20,7 +19,8 @@ constexpr double kWindowOffset = -14.0;
 bool CorrectsWindow(const _ZoDev& dev) { return dev.windowCorrection == kWindowCorrectionOn; }
 
 // Puts the frame's sensor temperature into the average and reads it; false when there is no memory.
-bool AverageSensorTemp(_ZoDev& dev, const Footer& footer, double* average) {
+bool AverageSensorTemp(_ZoDev& dev, const Footer& footer, double* average)
+    ZO_HOLDS(*dev.decodeLock) {
   if (!dev.windowTempAvg) {
     dev.windowTempAvg.reset(new (std::nothrow) MovingAvg(kWindowAverageFrames));
     if (dev.windowTempAvg && !dev.windowTempAvg->HasStorage()) dev.windowTempAvg.reset();

@@ -136,8 +136,7 @@ struct _ZoDev {
 
   // Connection (device/, capture/)
   SharedField<uint32_t> connected;
-  uint32_t commandPollMs =
-      20;  // commandLock, through functions that Clang cannot follow  // commandLock
+  uint32_t commandPollMs = 20;  // commandLock, in functions that the checker does not follow
   SharedField<uint32_t> disconnected;
   std::unique_ptr<PMutex> commandLock;
 

@@ -89,9 +89,14 @@ template <class Decoder, class Writer>
 void DecodeWords(const Decoder& decoder, Writer& writer, const uint8_t* words, uint16_t* out,
                  std::size_t count, bool upsideDown) {
   auto* bytes = reinterpret_cast<uint8_t*>(out);
-  const ValueRange range = upsideDown ? CopyAndFindRange<true>(words, bytes, count)
-                                      : CopyAndFindRange<false>(words, bytes, count);
-  DecodeValues(decoder, writer, range, out, out, count);
+  RangeFinder range;
+  const auto see = [&range](U16s values) { range.Add(values); };
+  if (upsideDown) {
+    CopyWords<true>(words, bytes, count, see);
+  } else {
+    CopyWords<false>(words, bytes, count, see);
+  }
+  DecodeValues(decoder, writer, range.Get(), out, out, count);
 }
 
 // Decoder A

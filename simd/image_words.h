@@ -62,30 +62,29 @@ void ForEachVector(std::size_t count, Visit visit) {
   if (k < count) visit(count - kWords);
 }
 
-// Copies words and tells their range. At least a vector of them.
-template <bool turned>
-ValueRange CopyAndFindRange(const uint8_t* words, uint8_t* out, std::size_t count) {
-  RangeFinder range;
+// Copies words and calls see(values) for each vector of them. At least a vector of words.
+template <bool turned, class See>
+void CopyWords(const uint8_t* words, uint8_t* out, std::size_t count, See see) {
   ForEachVector(count, [&](std::size_t k) {
     const U16s values = LoadWords(words + 2 * k);
-    range.Add(values);
+    see(values);
     if constexpr (turned) {
       Store(out + 2 * (count - kWords - k), Reversed(values));
     } else {
       Store(out + 2 * k, values);
     }
   });
-  return range.Get();
 }
 
 void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown) {
   const std::size_t count = words.size() / 2;
   if (count < kWords) return scalar::CopyImageWords(words, out, upsideDown);
   auto* bytes = static_cast<uint8_t*>(out);
+  const auto ignore = [](U16s) {};
   if (upsideDown) {
-    CopyAndFindRange<true>(words.data(), bytes, count);
+    CopyWords<true>(words.data(), bytes, count, ignore);
   } else {
-    CopyAndFindRange<false>(words.data(), bytes, count);
+    CopyWords<false>(words.data(), bytes, count, ignore);
   }
 }
 

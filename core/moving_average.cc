@@ -9,7 +9,7 @@ MovingAvg::~MovingAvg() { delete[] values_; }
 void MovingAvg::Init(int window) {
   delete[] values_;
   size_ = window;
-  values_ = window > 0 ? new (std::nothrow) double[static_cast<std::size_t>(window)]{} : nullptr;
+  values_ = window > 0 ? new (std::nothrow) double[static_cast<std::size_t>(window)]() : nullptr;
 }
 
 void MovingAvg::Put(double value) {

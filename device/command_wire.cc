@@ -17,7 +17,7 @@ WriteRequest PackWrite(uint16_t command, std::span<const uint16_t> words) {
   WriteRequest request{};
   std::ranges::copy(PackRequest(command, static_cast<uint16_t>(words.size_bytes()), 0),
                     request.begin());
-  uint8_t* data = &request[kRequestBytes];
+  uint8_t* data = request.data() + kRequestBytes;
   for (const uint16_t word : words) {
     WriteLe16(data, word);
     data += 2;

@@ -112,8 +112,8 @@ ZoStatus ZoLib_CommandGet(_ZoDev* dev, uint16_t high, uint16_t low, uint16_t* wo
     const ZoStatus status = Transact(dev, Selector::kReadRequest, request,
                                      isLong ? Selector::kReadLong : Selector::kReadShort, answer);
     if (status != ZO_STATUS_OK) return status;
-    const uint8_t* data = &response[kStatusBytes];
-    for (uint32_t i = 0; i < count; ++i) words[i] = ReadLe16(data + std::size_t{2} * i);
+    const uint8_t* data = response.data() + kStatusBytes;
+    for (std::size_t i = 0; i < count; ++i) words[i] = ReadLe16(data + 2 * i);
     return ZO_STATUS_OK;
   });
 }

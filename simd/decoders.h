@@ -79,7 +79,7 @@ void DecodeValues(const Decoder& decoder, Writer& writer, ValueRange range, cons
     writer.Write(out + k, decoder(WordsToDoubles(in + k)));
   }
   for (; k < count; ++k) {
-    uint16_t result[kDoubles];
+    uint16_t result[kDoubles] = {};
     writer.Write(result, decoder(Doubles{} + static_cast<double>(in[k])));
     out[k] = result[0];
   }

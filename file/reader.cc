@@ -35,8 +35,7 @@ ZoStatus ReadHeader(std::FILE* file, _ZoDev& dev) {
 
 bool ReadTrailerAt(std::FILE* file, const _ZoDev& dev, int64_t record, FrameTrailer* trailer) {
   std::array<uint8_t, kTrailerBytes> bytes{};
-  const int64_t place = record + static_cast<int64_t>(kMarkerBytes) + RecordLayout(dev).frame;
-  if (!MoveTo(file, place) || ReadWhole(file, bytes) != ReadResult::kWhole) return false;
+  if (ReadAt(file, record + RecordLayout(dev).trailer, bytes) != ReadResult::kWhole) return false;
   *trailer = UnpackTrailer(bytes);
   return true;
 }
@@ -54,9 +53,7 @@ ZoStatus ReadExtent(std::FILE* file, int64_t fileSize, _ZoDev& dev) {
   }
   if (count <= 0) return ZO_STATUS_INVALID_FILE_FORMAT;
   const int64_t lastRecord = *dataStart + (count - 1) * recordBytes;
-  if (!ReadTrailerAt(file, dev, lastRecord, &last) || !MoveTo(file, *dataStart)) {
-    return ZO_STATUS_FILE_IO_ERROR;
-  }
+  if (!ReadTrailerAt(file, dev, lastRecord, &last)) return ZO_STATUS_FILE_IO_ERROR;
   dev.fileDataStart = *dataStart;
   dev.fileLastRecord = lastRecord;
   dev.fileHeadTimeOffset = first.timeOffset;

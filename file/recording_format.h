@@ -55,13 +55,15 @@ FrameTrailer UnpackTrailer(std::span<const uint8_t, kTrailerBytes> bytes);
 // Sizes of the records of a handle's model, in bytes.
 struct RecordLayout {
   int64_t frame;
+  int64_t trailer;  // where it begins in the record
   int64_t trailerLine;
   int64_t record;
 
   explicit RecordLayout(const _ZoDev& dev)
       : frame(dev.rawFrameBytes),
+        trailer(static_cast<int64_t>(kMarkerBytes) + frame),
         trailerLine(int64_t{2} * dev.frameWidth),
-        record(static_cast<int64_t>(kMarkerBytes) + frame + trailerLine) {}
+        record(trailer + trailerLine) {}
 };
 
 #endif

@@ -5,6 +5,10 @@
 
 namespace {
 
+std::size_t RecordBytes(const RecordLayout& layout) {
+  return static_cast<std::size_t>(layout.trailer) + kTrailerBytes;
+}
+
 class Scan {
  public:
   Scan(_ZoDev* dev, uint64_t to)
@@ -12,16 +16,18 @@ class Scan {
         file_(dev->fileStream.get()),
         layout_(*dev),
         to_(to),
-        frame_(AllocateZeroed<uint8_t>(dev->rawFrameBytes)),
+        record_(AllocateZeroed<uint8_t>(RecordBytes(layout_))),
         image_(AllocateZeroed<uint16_t>(dev->pixelCount)) {}
 
   ZoStatus Run(uint32_t step, uint64_t from, ZoScanFunction function, void* context) {
-    if (!frame_ || !image_) return ZO_STATUS_NO_MEMORY;
+    if (!record_ || !image_) return ZO_STATUS_NO_MEMORY;
     const auto before = PositionOf(file_);
-    if (!before || !MoveTo(file_, dev_->fileDataStart)) return ZO_STATUS_FILE_IO_ERROR;
+    if (!before) return ZO_STATUS_FILE_IO_ERROR;
+    position_ = dev_->fileDataStart;
     while (!finished_) ScanGroup(step, from, function, context);
     if (failed_) status_ = ZO_STATUS_FILE_IO_ERROR;
-    if (!MoveTo(file_, *before) && status_ == ZO_STATUS_OK) status_ = ZO_STATUS_FILE_IO_ERROR;
+    // A stream that was at the end of a file looks again whether more has come.
+    if (!MoveAfresh(file_, *before) && status_ == ZO_STATUS_OK) status_ = ZO_STATUS_FILE_IO_ERROR;
     return status_;
   }
 
@@ -31,50 +37,48 @@ class Scan {
     bool inRange = true;
     if (step >= 2) {
       uint64_t offset = 0;
-      if (!ReadRecord(nullptr, &offset)) return;
+      if (!LookAtRecord(&offset)) return;
       inRange = offset > from;
     }
     if (inRange) {
-      uint64_t offset = 0;
-      if (!ReadRecord(frame_.get(), &offset)) return;
+      if (!ReadRecord()) return;
       Decode(function, context);
     }
-    if (step > 2 && !MoveBy(file_, (int64_t{step} - 2) * layout_.record)) finished_ = true;
+    if (step > 2) position_ += (int64_t{step} - 2) * layout_.record;
   }
 
-  // Reads a record's trailer, and its frame into a buffer when one is given. False, and the scan is
-  // finished, at the end of the file, at a bad marker, beyond the range and after a failure.
-  bool ReadRecord(uint8_t* frame, uint64_t* offset) {
-    finished_ = true;
+  // These two leave out the rest of the trailer's line. False, and the scan is finished, at the end
+  // of the file, at a bad marker, beyond the range and after a failure.
+  bool LookAtRecord(uint64_t* offset) {
     std::array<uint8_t, kMarkerBytes> marker{};
-    if (!Read(marker) || !IsMarker(marker)) return false;
-    if (frame != nullptr) {
-      if (!Read({frame, static_cast<std::size_t>(layout_.frame)})) return false;
-    } else if (!MoveBy(file_, layout_.frame)) {
-      failed_ = true;
-      return false;
-    }
     std::array<uint8_t, kTrailerBytes> trailer{};
-    if (!Read(trailer)) return false;
-    if (!MoveBy(file_, layout_.trailerLine - static_cast<int64_t>(kTrailerBytes))) {
-      failed_ = true;
-      return false;
-    }
-    *offset = UnpackTrailer(trailer).timeOffset;
-    if (*offset > to_) return false;
-    finished_ = false;
-    return true;
+    finished_ = true;
+    if (!Read(position_, marker) || !IsMarker(marker)) return false;
+    return Read(position_ + layout_.trailer, trailer) && FinishRecord(trailer, offset);
+  }
+  bool ReadRecord() {
+    const std::span<uint8_t> record(record_.get(), RecordBytes(layout_));
+    uint64_t offset = 0;
+    finished_ = true;
+    if (!Read(position_, record) || !IsMarker(record.first<kMarkerBytes>())) return false;
+    return FinishRecord(record.last<kTrailerBytes>(), &offset);
   }
 
-  bool Read(std::span<uint8_t> bytes) {
-    const ReadResult result = ReadWhole(file_, bytes);
+  bool Read(int64_t position, std::span<uint8_t> bytes) {
+    const ReadResult result = ReadAt(file_, position, bytes);
     if (result == ReadResult::kFailed) failed_ = true;
     return result == ReadResult::kWhole;
   }
+  bool FinishRecord(std::span<const uint8_t, kTrailerBytes> trailer, uint64_t* offset) {
+    position_ += layout_.record;
+    *offset = UnpackTrailer(trailer).timeOffset;
+    finished_ = *offset > to_;
+    return !finished_;
+  }
 
   void Decode(ZoScanFunction function, void* context) {
-    if (ZoLib_Decode(dev_, frame_.get(), image_.get(), dev_->imageBytes, dev_->frameWidth * 2,
-                     ZO_FMT_TEMP16) != ZO_STATUS_OK) {
+    if (ZoLib_Decode(dev_, &record_[kMarkerBytes], image_.get(), dev_->imageBytes,
+                     dev_->frameWidth * 2, ZO_FMT_TEMP16) != ZO_STATUS_OK) {
       return;
     }
     ZoLib_FinishDecode(dev_);
@@ -86,8 +90,9 @@ class Scan {
   std::FILE* file_;
   RecordLayout layout_;
   uint64_t to_;
-  MallocPtr<uint8_t[]> frame_;
+  MallocPtr<uint8_t[]> record_;  // marker, frame and trailer
   MallocPtr<uint16_t[]> image_;
+  int64_t position_ = 0;  // of the next record
   bool finished_ = false;
   bool failed_ = false;
   ZoStatus status_ = ZO_STATUS_NOT_ENOUGH_SIZE;  // until a frame was decoded

@@ -10,8 +10,7 @@ using ZoScanFunction = void (*)(void* context, const uint16_t* image);
 extern "C" {
 
 // Decodes every step-th record with a time offset of at most to (and, from a step of 2 on, beyond
-// from) and goes back to where the stream was. 0; 6 no frame was decoded; 2; 23. Playback is at
-// rest.
+// from); the stream stays where it is. 0; 6 no frame was decoded; 2; 23. Playback is at rest.
 ZO_API ZoStatus ZoLib_Priv_FileScan(_ZoDev* dev, uint32_t step, uint64_t from, uint64_t to,
                                     ZoScanFunction function, void* context);
 }

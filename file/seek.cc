@@ -88,18 +88,16 @@ class Seek {
 
   // Reads the trailer of the record at a position.
   ZoStatus Read(int64_t position, FrameTrailer* trailer) {
-    if (!MoveTo(file_, position)) return ZO_STATUS_FILE_IO_ERROR;
     std::array<uint8_t, kMarkerBytes> marker{};
-    ReadResult result = ReadWhole(file_, marker);
+    ReadResult result = ReadAt(file_, position, marker);
     if (result == ReadResult::kEndOfFile) return End(position);
     if (result == ReadResult::kFailed || !IsMarker(marker)) {
       dev_->fileError = ZO_STATUS_INVALID_FILE_FORMAT;
-      MoveTo(file_, position);
+      MoveAfresh(file_, position);
       return ZO_STATUS_INVALID_FILE_FORMAT;
     }
     std::array<uint8_t, kTrailerBytes> bytes{};
-    if (!MoveBy(file_, layout_.frame)) return Failed(position);
-    result = ReadWhole(file_, bytes);
+    result = ReadAt(file_, position + layout_.trailer, bytes);
     if (result == ReadResult::kEndOfFile) return End(position);
     if (result == ReadResult::kFailed) return Failed(position);
     *trailer = UnpackTrailer(bytes);
@@ -110,17 +108,17 @@ class Seek {
 
   // Whatever ends a seek leaves the stream on a record's start, so that the next one works.
   ZoStatus End(int64_t position) {
-    MoveTo(file_, position);
+    MoveAfresh(file_, position);
     MarkEndOfFile(dev_);
     return ZO_STATUS_END_OF_FILE;
   }
   ZoStatus Failed(int64_t position) {
-    MoveTo(file_, position);
+    MoveAfresh(file_, position);
     return ZO_STATUS_FILE_IO_ERROR;
   }
 
   ZoStatus Arrive(int64_t position) {
-    if (!MoveTo(file_, position)) return ZO_STATUS_FILE_IO_ERROR;
+    if (!MoveAfresh(file_, position)) return ZO_STATUS_FILE_IO_ERROR;
     dev_->fileReadEOF = 0;
     dev_->fileBaseTimeOffset = 0;
     dev_->readerWakeCond->NotifyAll();

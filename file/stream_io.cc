@@ -3,9 +3,23 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 ReadResult ReadWhole(std::FILE* file, std::span<uint8_t> bytes) {
   if (std::fread(bytes.data(), 1, bytes.size(), file) == bytes.size()) return ReadResult::kWhole;
   return std::feof(file) != 0 ? ReadResult::kEndOfFile : ReadResult::kFailed;
+}
+
+ReadResult ReadAt(std::FILE* file, int64_t position, std::span<uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t got = pread(fileno(file), bytes.data(), bytes.size(), position);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return ReadResult::kFailed;
+    if (got == 0) return ReadResult::kEndOfFile;
+    bytes = bytes.subspan(static_cast<std::size_t>(got));
+    position += got;
+  }
+  return ReadResult::kWhole;
 }
 
 bool WriteWhole(std::FILE* file, std::span<const uint8_t> bytes) {
@@ -13,7 +27,11 @@ bool WriteWhole(std::FILE* file, std::span<const uint8_t> bytes) {
 }
 
 bool MoveTo(std::FILE* file, int64_t position) { return fseeko(file, position, SEEK_SET) == 0; }
-bool MoveBy(std::FILE* file, int64_t bytes) { return fseeko(file, bytes, SEEK_CUR) == 0; }
+
+// Flushing a stream that is read drops its buffer; a move alone may keep it.
+bool MoveAfresh(std::FILE* file, int64_t position) {
+  return MoveTo(file, position) && std::fflush(file) == 0;
+}
 
 std::optional<int64_t> PositionOf(std::FILE* file) {
   const off_t position = ftello(file);

@@ -1,4 +1,4 @@
-// Buffered files with 64-bit offsets, one call per function. Nothing here decides.
+// Buffered files with 64-bit offsets, hardly more than one call per function. Nothing here decides.
 #ifndef ZOCAM_FILE_STREAM_IO_H
 #define ZOCAM_FILE_STREAM_IO_H
 
@@ -13,9 +13,12 @@
 enum class ReadResult { kWhole, kEndOfFile, kFailed };
 
 ReadResult ReadWhole(std::FILE* file, std::span<uint8_t> bytes);
+// Reads from any place past the stream, which keeps its position and its buffer.
+ReadResult ReadAt(std::FILE* file, int64_t position, std::span<uint8_t> bytes);
 bool WriteWhole(std::FILE* file, std::span<const uint8_t> bytes);
 bool MoveTo(std::FILE* file, int64_t position);
-bool MoveBy(std::FILE* file, int64_t bytes);
+// The same, and what the stream has buffered is read again: the file may have changed since.
+bool MoveAfresh(std::FILE* file, int64_t position);
 std::optional<int64_t> PositionOf(std::FILE* file);
 
 // Size of a regular file; none for anything else.

@@ -349,6 +349,36 @@ TEST_F(Recording, SeeksLikeAModel) {
   }
 }
 
+TEST_F(Recording, SeekAndScanSeeWhatWasWrittenSinceTheFileWasRead) {
+  Write({0});
+  const auto append = [&](const Bytes& bytes) {
+    std::ofstream file(path, std::ios::binary | std::ios::app);
+    file.write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+  };
+  const auto whole = std::filesystem::file_size(path);
+  append(Bytes(100, 0xEE));  // a record that is torn, cut off and written again
+  const Handle dev = OpenPassive();
+  ASSERT_EQ(ZoLib_FileReadSeek(dev.get(), 0), 0);
+  EXPECT_EQ(Next(dev), 1u);
+  std::filesystem::resize_file(path, whole);
+  const Bytes second = Record(1, 100, 30001);
+  append(second);
+  append(Record(2, 200, 30002));
+  ASSERT_EQ(ZoLib_FileReadSeek(dev.get(), 150), 0);
+  Bytes frame(kFrameBytes);
+  ASSERT_EQ(ZoLib_FileReadPassiveNext(dev.get(), frame.data(), kFrameBytes), 0);
+  EXPECT_TRUE(std::equal(frame.begin(), frame.end(), second.begin() + 6));
+
+  EXPECT_EQ(Next(dev), 3u);
+  EXPECT_EQ(Next(dev), 0u);
+  append(Record(3, 300, 30003));
+  ASSERT_EQ(ZoLib_FileTimeBasedAGCSetup(dev.get(), 1, 1, 0, UINT64_MAX), 0);
+  EXPECT_EQ(dev->tbLinearMax, 30003);
+  ASSERT_EQ(ZoLib_FileReadPassiveNext(dev.get(), frame.data(), kFrameBytes), 0);
+  EXPECT_EQ(ZoLib_GetFileCurrentFrameNumber(dev.get()), 4u) << "the end was looked at again";
+}
+
 TEST_F(Recording, PlaysOnWhereASeekWent) {
   std::mt19937 random(6);
   for (uint32_t round = 0; round < 8; ++round) {

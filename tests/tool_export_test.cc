@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <vector>
@@ -109,7 +110,7 @@ class Export : public Tool {
 TEST_F(Export, ValuesAreThoseOfSnapshotsInEveryKindOfFile) {
   const std::string film = RecordWarming(4);
   ASSERT_TRUE(Has(ZocamAlone("export " + film + " --upside-down -o " + File("all.npy")).out,
-                  File("all.npy") + ": 4 frames\n"));
+                  File("all.npy") + ": 4 frames ("));
   const Png third = SnapshotAt("0.2", "--upside-down");
   const std::string npy = Contents(File("all.npy"));
   ASSERT_EQ(npy.size(), 128 + 4 * kWidth * kHeight * 2);
@@ -382,7 +383,7 @@ TEST_F(Export, CountsFramesWithoutTemperaturesAndStopsAtDamage) {
 
   RecordWarming(5);
   Patch(3, 0, "BROKEN", 6);
-  const Outcome damaged = ZocamAlone("export " + film_ + " -o " + File("d.npy"));
+  const Outcome damaged = ZocamAlone("export " + film_ + " --jobs 3 -o " + File("d.npy"));
   EXPECT_EQ(damaged.status, 1);
   EXPECT_TRUE(Has(damaged.out, "damaged after 0:00.200; zocam check")) << damaged.out;
   EXPECT_TRUE(Has(Contents(File("d.npy")), "(3, 120, 160)"));
@@ -390,7 +391,7 @@ TEST_F(Export, CountsFramesWithoutTemperaturesAndStopsAtDamage) {
 
 TEST_F(Export, LeavesNothingBehindWhenItFails) {
   RecordWarming(12);
-  const std::string line = "export " + film_ + " -o ";
+  const std::string line = "export " + film_ + " --jobs 3 -o ";
   const Outcome full =
       Shell("trap '' XFSZ; ulimit -f 100; " ZOCAM_TOOL " " + line + File("full.npy"));
   EXPECT_EQ(full.status, 1);
@@ -415,6 +416,51 @@ TEST_F(Export, LeavesNothingBehindWhenItFails) {
       Shell(stuck + "timeout --preserve-status -s INT 1 " ZOCAM_TOOL " " + line + File("x.mp4"));
   EXPECT_EQ(ended.status, 130) << ended.out;
   EXPECT_EQ(FileCount(), 2u) << "the recording and the stub";
+}
+
+TEST_F(Export, ManyJobsWriteTheVeryBytesOfOne) {
+  RecordWarming(40);
+  // The window's correction averages what the sensor says over frames.
+  for (int k = 0; k < 40; ++k) {
+    const uint16_t sensor = static_cast<uint16_t>(30000 + 37 * (k * k % 11));
+    const uint8_t word[] = {static_cast<uint8_t>(sensor >> 8), static_cast<uint8_t>(sensor)};
+    Patch(k, kMarkerBytes + 2 * kWidth * kHeight + 48, word, 2);
+  }
+  SnapshotAt("0.5");
+  const std::string stub = WithStub("cat >\"$RAW\"");
+  const std::string outputs[] = {"a.npy",
+                                 "a.csv --spot 3,4 --from 0.3 --every 2",
+                                 "window.npy --window",
+                                 "pictures --scale 2 --gain nonlinear",
+                                 "window --window --no-bar --scale 1",
+                                 "values --raw16 tiff",
+                                 "less --raw16 png --subtract " + File("snapshot.png"),
+                                 "v.mp4 --scale 1"};
+  std::map<std::string, std::string> written[2];
+  for (const std::string jobs : {"1", "3"}) {
+    const std::string folder = File("jobs") + jobs + "/";
+    std::filesystem::create_directory(folder);
+    for (const std::string& output : outputs) {
+      const Outcome outcome = Shell("RAW=" + folder + "v.raw " + stub + ZOCAM_TOOL " export " +
+                                    film_ + " --jobs " + jobs + " -o " + folder + output);
+      ASSERT_EQ(outcome.status, 0) << output << outcome.out;
+    }
+    for (const auto& file : std::filesystem::recursive_directory_iterator(folder))
+      if (file.is_regular_file())
+        written[jobs == "3"][std::filesystem::relative(file, folder)] = Contents(file);
+  }
+  EXPECT_EQ(written[0].size(), 4 * 40 + 7u);
+  ASSERT_EQ(written[0].size(), written[1].size());
+  for (const auto& [name, bytes] : written[0]) EXPECT_TRUE(written[1][name] == bytes) << name;
+
+  // A failure shows at its frame: what stands before is there, nothing behind.
+  std::filesystem::create_directories(File("blocked/frame-000020.png"));
+  const Outcome blocked =
+      ZocamAlone("export " + film_ + " --raw16 png --overwrite --jobs 3 -o " + File("blocked"));
+  EXPECT_EQ(blocked.status, 1);
+  EXPECT_TRUE(Has(blocked.out, "frame-000020.png")) << blocked.out;
+  EXPECT_TRUE(std::filesystem::exists(File("blocked/frame-000019.png")));
+  EXPECT_FALSE(std::filesystem::exists(File("blocked/frame-000021.png")));
 }
 
 TEST_F(Export, TellsTheVideoProgramARateItTakes) {

@@ -119,6 +119,10 @@ void DecodeOptions::Apply(zocam::Device& device) {
   device.SetSubtraction(true);
 }
 
+bool DecodeOptions::DependsOnEarlierFrames(const zocam::Device& device) {
+  return device.WindowCorrection() != 0 || ZoLib_GetRefTempRegion(device.Handle()) != 0;
+}
+
 void DecodeOptions::FollowResolution(zocam::Device& device, const zocam::Frame& frame) {
   if (referencePath_.empty() || frame.Check() != ZO_STATUS_OK) return;
   const int32_t resolution = ZoLib_GetLastTempResolution(device.Handle());

@@ -22,6 +22,11 @@ class DecodeOptions {
   // model lacks what was chosen or a file does not fit it.
   void Apply(zocam::Device& device);
 
+  // Whether a frame's temperatures depend on those decoded before it: the correction for a window
+  // averages the sensor's temperature over frames, and the drift of models with a reference body is
+  // followed from frame to frame. Nothing else in the library remembers frames.
+  static bool DependsOnEarlierFrames(const zocam::Device& device);
+
   // The reference image has to be in the unit of the camera's images, which on some models only a
   // frame tells. Call before each frame is decoded; throws zocam::Error.
   void FollowResolution(zocam::Device& device, const zocam::Frame& frame);

@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <memory>
 #include <numeric>
+#include <thread>
+#include <utility>
 
 #include "tools/advice.h"
 #include "tools/commands.h"
@@ -13,6 +15,7 @@
 #include "tools/file_checks.h"
 #include "tools/frame_plan.h"
 #include "tools/frame_sink.h"
+#include "tools/frame_workers.h"
 #include "tools/interruption.h"
 #include "tools/measurement.h"
 #include "tools/offset_text.h"
@@ -40,6 +43,7 @@ struct ExportOptions {
   std::vector<Region> spots;
   std::vector<Region> areas;
   std::string rate;           // of a video; empty: as recorded
+  uint32_t jobs = 0;          // 0: one for each core
   std::string pictureOption;  // one that was given and changes pictures only
 
   TimeRange Range() const { return {from.value_or(milliseconds(0)), to.value_or(TimeRange().to)}; }
@@ -91,6 +95,24 @@ std::string RateText(uint64_t frames, uint64_t seconds) {
   return std::to_string(frames / common) + "/" + std::to_string(seconds / common);
 }
 
+// Another handle of the recording, for a thread that decodes: a handle decodes one frame at a time.
+class FrameDecoder {
+ public:
+  explicit FrameDecoder(const ExportOptions& options)
+      : film_(OpenRecording(options.recording)), options_(options.decoding) {
+    options_.Apply(film_);
+  }
+  bool Decode(std::span<const uint8_t> bytes, zocam::TemperatureImage& image) {
+    const zocam::Frame frame = film_.ViewFrame(bytes);
+    options_.FollowResolution(film_, frame);
+    return DecodeTemperatures(frame, image);
+  }
+
+ private:
+  zocam::Recording film_;
+  DecodeOptions options_;
+};
+
 class Export {
  public:
   explicit Export(ExportOptions& options)
@@ -112,14 +134,17 @@ class Export {
       for (const Region& region : *regions) RequireInside(region, film_.Width(), film_.Height());
     if (!ShowsPictures()) NoticeEndSignals();
     sink_ = MakeSink();
+    const Clock::time_point begin = Clock::now();
     const bool whole = AddFrames();
     if (taken_ == 0) FailWithoutFrames();
     sink_->Finish();
-    PrintSummary();
+    PrintSummary(Clock::now() - begin);
     return whole ? kDone : kFailed;
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   bool ShowsPictures() const { return options_.ShowsPictures(kind_); }
 
   std::unique_ptr<FrameSink> MakeSink() {
@@ -152,38 +177,88 @@ class Export {
 
   // False when a damaged record ended it.
   bool AddFrames() {
+    FrameWorkers workers(JobCount(), [this](uint32_t worker, FrameJob& job) {
+      if (!decoders_.empty())
+        job.hasTemperatures = decoders_[worker]->Decode(job.source.Bytes(), job.frame.image);
+      if (job.hasTemperatures) sink_->Encode(job.frame);
+    });
+    if (DecodesAnywhere())
+      for (uint32_t i = 0; i < workers.Count(); ++i)
+        decoders_.push_back(std::make_unique<FrameDecoder>(options_));
     ProgressBar bar(static_cast<uint32_t>(plan_.frames.size()), "frames");
     for (const PlannedFrame planned : plan_.frames) {
       ThrowIfInterrupted();
-      const auto frame = NextFrame();
+      auto frame = NextFrame(workers);
       if (!frame) break;
       bar.Show(++position_);
       if (planned == PlannedFrame::kLeave) continue;
       if (planned == PlannedFrame::kTake) lastTime_ = frame->Stamp()->timeOffset;
       if (planned == PlannedFrame::kTakeMisfit) ++misfits_;
-      if (seen_++ % options_.every == 0) Take(*frame);
+      if (seen_++ % options_.every != 0) continue;
+      workers.Add(Begin(std::move(*frame)));
+      while (workers.IsFull()) Take(*workers.Take());
     }
+    TakeAll(workers);
     return !damaged_;
   }
 
-  std::optional<zocam::FrameCopy> NextFrame() {
+  uint32_t JobCount() const {
+    const uint32_t wanted =
+        options_.jobs != 0 ? options_.jobs : std::thread::hardware_concurrency();
+    return std::min(wanted, 1 + plan_.count / options_.every);
+  }
+
+  // Pictures are decoded and rendered by the one handle that has the gain made for all of them,
+  // which costs little beside enlarging and compressing them.
+  bool DecodesAnywhere() const {
+    return !ShowsPictures() && !DecodeOptions::DependsOnEarlierFrames(film_);
+  }
+
+  std::optional<zocam::FrameCopy> NextFrame(FrameWorkers& workers) {
     try {
       return film_.NextFrame();
     } catch (const zocam::Error& error) {
+      TakeAll(workers);
       if (error.Status() != ZO_STATUS_INVALID_FILE_FORMAT || taken_ == 0) throw;
       damaged_ = true;
       return std::nullopt;
     }
   }
 
-  void Take(const zocam::Frame& frame) {
-    options_.decoding.FollowResolution(film_, frame);
-    if (DecodeTemperatures(frame, image_)) {
-      if (taken_++ == 0 && ShowsPictures()) PreparePictures(frame);
-      sink_->Add({frame, image_, quantity_, *frame.Stamp(), Position()});
+  // Does what has to be done in the order of the frames.
+  std::unique_ptr<FrameJob> Begin(zocam::FrameCopy source) {
+    auto job = std::make_unique<FrameJob>(FrameJob{std::move(source), {}, false, nullptr, false});
+    job->frame.stamp = *job->source.Stamp();
+    job->frame.position = Position();
+    job->frame.quantity = quantity_;
+    if (!decoders_.empty()) return job;
+    try {
+      options_.decoding.FollowResolution(film_, job->source);
+      job->hasTemperatures = DecodeTemperatures(job->source, job->frame.image);
+      if (job->hasTemperatures && ShowsPictures()) job->frame.picture = PictureOf(job->source);
+    } catch (...) {
+      job->failure = std::current_exception();
+    }
+    return job;
+  }
+
+  Picture PictureOf(const zocam::Frame& frame) {
+    if (!std::exchange(picturesPrepared_, true)) PreparePictures(frame);
+    return pictures_.Render(frame);
+  }
+
+  void TakeAll(FrameWorkers& workers) {
+    while (!workers.IsEmpty()) Take(*workers.Take());
+  }
+
+  void Take(const FrameJob& job) {
+    ThrowIfInterrupted();
+    if (job.hasTemperatures) {
+      ++taken_;
+      sink_->Add(job.frame);
       return;
     }
-    if (taken_ == 0) RequireOwnModel(frame, film_);
+    if (taken_ == 0) RequireOwnModel(job.source, film_);
     ++undecoded_;
   }
 
@@ -197,11 +272,12 @@ class Export {
     return plan_.isOrdered ? std::nullopt : std::optional(position_);
   }
 
-  void PrintSummary() const {
+  void PrintSummary(std::chrono::duration<double> time) const {
     std::string text =
         options_.output + ": " + std::to_string(taken_) + (taken_ == 1 ? " frame" : " frames");
     if (undecoded_ > 0) text += ", " + std::to_string(undecoded_) + " without temperatures";
-    std::printf("%s\n", text.c_str());
+    const double rate = taken_ / std::max(time.count(), 1e-6);
+    std::printf("%s (%.*f per second)\n", text.c_str(), rate < 10.0 ? 1 : 0, rate);
     if (misfits_ > 0)
       std::fprintf(stderr,
                    "zocam: %u of the frames in %s have a number, time or date that cannot be; "
@@ -233,7 +309,8 @@ class Export {
   SteadyPictures pictures_;
   std::unique_ptr<FrameSink> sink_;
   Quantity quantity_ = Quantity::kTemperature;
-  zocam::TemperatureImage image_;
+  std::vector<std::unique_ptr<FrameDecoder>> decoders_;  // one for each worker, or none
+  bool picturesPrepared_ = false;
   uint32_t position_ = 0;  // of the last frame read
   uint32_t seen_ = 0;      // in the range
   uint32_t taken_ = 0;
@@ -291,6 +368,9 @@ void AddExportCommand(CLI::App& app, Action& action) {
   AddRegionOptions(*command, options->spots, options->areas);
   command->add_option("--fps", options->rate, "video: frames per second (as recorded)")
       ->check(CLI::Validator(CheckRate, ""))
+      ->type_name("N");
+  command->add_option("-j,--jobs", options->jobs, "threads that work at once (one for each core)")
+      ->check(CLI::Range(1, 1024).description(""))
       ->type_name("N");
   command->callback([command, &action, options] {
     for (const char* name : {"--format", "--gain", "--range", "--scale", "--no-bar"})

@@ -26,13 +26,19 @@ class FrameArray : public FrameSink {
   FrameArray(const std::string& path, const std::string& indexPath, const zocam::Recording& film)
       : film_(film), values_(path, film.Width(), film.Height()), index_(indexPath) {}
 
-  void Add(const ExportedFrame& frame) override {
-    if (isFirst_) index_.Write(Head(frame));
+  void Encode(ExportedFrame& frame) const override {
     ordered_json entry = {{"number", frame.stamp.number},
                           {"time", static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0},
                           {"date", DateTimeText(frame.stamp.dateTime)}};
     if (frame.position) entry["position"] = *frame.position;
-    index_.Write((isFirst_ ? "\n    " : ",\n    ") + Dump(entry, -1));
+    const std::string text = Dump(entry, -1);
+    frame.encoded.assign(text.begin(), text.end());
+  }
+
+  void Add(const ExportedFrame& frame) override {
+    if (isFirst_) index_.Write(Head(frame));
+    index_.Write(std::string_view(isFirst_ ? "\n    " : ",\n    "));
+    index_.Write(frame.encoded);
     isFirst_ = false;
     values_.Add(frame.image.values);
   }

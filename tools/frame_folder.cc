@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 
 class FrameFolder : public FrameSink {
  public:
-  FrameFolder(const FolderOptions& options, const zocam::Recording& film, SteadyPictures& pictures)
+  FrameFolder(const FolderOptions& options, const zocam::Recording& film,
+              const SteadyPictures& pictures)
       : options_(options), film_(film), pictures_(pictures) {
     std::error_code error;
     if (!fs::exists(options.path, error)) return;
@@ -28,6 +29,8 @@ class FrameFolder : public FrameSink {
       throw ToolError("folder " + options.path + " is not empty; name another, or add --overwrite");
   }
 
+  void Encode(ExportedFrame& frame) const override { frame.encoded = FileOf(frame); }
+
   void Add(const ExportedFrame& frame) override {
     const uint32_t number = frame.position.value_or(frame.stamp.number);
     const char* suffix = options_.kind == FrameFile::kTiffValues ? "tiff" : "png";
@@ -35,11 +38,10 @@ class FrameFolder : public FrameSink {
     std::snprintf(name, sizeof name, "frame-%06u.%s", unsigned{number}, suffix);
     const std::string path = fs::path(options_.path) / name;
     RequireOtherFile(path, film_.Label());
-    const std::vector<uint8_t> bytes = Encode(frame);
     std::error_code error;
     fs::create_directories(options_.path, error);
     if (error) FailToWrite(error);
-    WriteOutputFile(path, bytes);
+    WriteOutputFile(path, frame.encoded);
   }
 
  private:
@@ -47,23 +49,23 @@ class FrameFolder : public FrameSink {
     throw ToolError("cannot write to " + options_.path + ": " + error.message());
   }
 
-  std::vector<uint8_t> Encode(const ExportedFrame& frame) {
+  std::vector<uint8_t> FileOf(const ExportedFrame& frame) const {
     if (options_.kind == FrameFile::kTiffValues)
       return EncodeTiff(frame.image, frame.quantity, SourceText(film_), frame.stamp.dateTime);
     const std::vector<PngText> origin = DescribeOrigin(film_, DateTimeText(frame.stamp.dateTime));
     if (options_.kind == FrameFile::kPngValues)
       return EncodePng(frame.image, frame.quantity, origin);
-    return EncodePng(pictures_.Render(frame.frame), origin);
+    return EncodePng(pictures_.Compose(frame.picture), origin);
   }
 
   const FolderOptions options_;
   const zocam::Recording& film_;
-  SteadyPictures& pictures_;
+  const SteadyPictures& pictures_;
 };
 
 }  // namespace
 
 std::unique_ptr<FrameSink> MakeFolder(const FolderOptions& options, const zocam::Recording& film,
-                                      SteadyPictures& pictures) {
+                                      const SteadyPictures& pictures) {
   return std::make_unique<FrameFolder>(options, film, pictures);
 }

@@ -14,12 +14,13 @@
 #include "tools/steady_pictures.h"
 
 struct ExportedFrame {
-  const zocam::Frame& frame;
-  const zocam::TemperatureImage& image;
-  Quantity quantity;
   zocam::FrameStamp stamp;
   // In the recording, from 1; told where the frames' own numbers do not tell them apart.
   std::optional<uint32_t> position;
+  Quantity quantity = Quantity::kTemperature;
+  zocam::TemperatureImage image;
+  Picture picture;               // for outputs that show pictures
+  std::vector<uint8_t> encoded;  // a file, or the piece of one, where Encode() makes such
 };
 
 class FrameSink {
@@ -29,6 +30,9 @@ class FrameSink {
   FrameSink(const FrameSink&) = delete;
   FrameSink& operator=(const FrameSink&) = delete;
 
+  // What a frame's output needs no other frame for. Any thread, several at once with a frame each.
+  virtual void Encode(ExportedFrame&) const {}
+  // The frames in order, each of them encoded.
   virtual void Add(const ExportedFrame& frame) = 0;
   // What was added so far becomes the output. Without it a file does not come to be.
   virtual void Finish() {}
@@ -44,13 +48,13 @@ struct FolderOptions {
 
 // Each throws ToolError when the output cannot be begun. What they are given must outlive them.
 std::unique_ptr<FrameSink> MakeFolder(const FolderOptions& options, const zocam::Recording& film,
-                                      SteadyPictures& pictures);
+                                      const SteadyPictures& pictures);
 std::unique_ptr<FrameSink> MakeArray(const std::string& path, bool overwrite,
                                      const zocam::Recording& film);
 std::unique_ptr<FrameSink> MakeTable(const std::string& path, const std::vector<Region>& spots,
                                      const std::vector<Region>& areas,
                                      const zocam::Recording& film);
 std::unique_ptr<FrameSink> MakeVideo(const std::string& path, const std::string& rate,
-                                     SteadyPictures& pictures);
+                                     const SteadyPictures& pictures);
 
 #endif

@@ -14,25 +14,32 @@ class FrameTable : public FrameSink {
              const std::vector<Region>& areas, const zocam::Recording& film)
       : film_(film), spots_(spots), areas_(areas), file_(path) {}
 
-  void Add(const ExportedFrame& frame) override {
-    if (isFirst_) file_.Write(Head(frame) + "\n");
-    isFirst_ = false;
-    line_ = frame.position ? std::to_string(*frame.position) + "," : "";
+  void Encode(ExportedFrame& frame) const override {
+    std::string line = frame.position ? std::to_string(*frame.position) + "," : "";
     char text[64];
     std::snprintf(text, sizeof text, "%u,%.3f,", unsigned{frame.stamp.number},
                   static_cast<double>(frame.stamp.timeOffset.count()) / 1000.0);
-    line_ += text + DateTimeText(frame.stamp.dateTime);
+    line += text + DateTimeText(frame.stamp.dateTime);
+    const auto append = [&](std::initializer_list<double> values) {
+      AppendCells(line, frame.quantity, values);
+    };
     if (spots_.empty() && areas_.empty()) {
       const ValueSummary seen = Summarise(frame.image, frame.quantity, film_);
-      AppendCells(frame.quantity, {seen.minimum, seen.maximum, seen.mean, seen.centre});
+      append({seen.minimum, seen.maximum, seen.mean, seen.centre});
     }
-    for (const Region& spot : spots_)
-      AppendCells(frame.quantity, {ValuesIn(spot, frame.image, frame.quantity).mean});
+    for (const Region& spot : spots_) append({ValuesIn(spot, frame.image, frame.quantity).mean});
     for (const Region& area : areas_) {
       const RegionValues seen = ValuesIn(area, frame.image, frame.quantity);
-      AppendCells(frame.quantity, {seen.minimum, seen.maximum, seen.mean});
+      append({seen.minimum, seen.maximum, seen.mean});
     }
-    file_.Write(line_ + "\n");
+    line += '\n';
+    frame.encoded.assign(line.begin(), line.end());
+  }
+
+  void Add(const ExportedFrame& frame) override {
+    if (isFirst_) file_.Write(Head(frame) + "\n");
+    isFirst_ = false;
+    file_.Write(frame.encoded);
   }
 
   void Finish() override { file_.Commit(); }
@@ -49,11 +56,12 @@ class FrameTable : public FrameSink {
         head += ",\"area " + area.text + " " + value + "\"";
     return head;
   }
-  void AppendCells(Quantity quantity, std::initializer_list<double> values) {
+  static void AppendCells(std::string& line, Quantity quantity,
+                          std::initializer_list<double> values) {
     for (const double value : values) {
       char cell[32];
       std::snprintf(cell, sizeof cell, ",%.*f", quantity == Quantity::kCounts ? 0 : 2, value);
-      line_ += cell;
+      line += cell;
     }
   }
 
@@ -61,7 +69,6 @@ class FrameTable : public FrameSink {
   const std::vector<Region>& spots_;
   const std::vector<Region>& areas_;
   OutputStream file_;
-  std::string line_;
   bool isFirst_ = true;
 };
 

@@ -7,11 +7,15 @@ namespace {
 
 class FrameVideo : public FrameSink {
  public:
-  FrameVideo(const std::string& path, const std::string& rate, SteadyPictures& pictures)
+  FrameVideo(const std::string& path, const std::string& rate, const SteadyPictures& pictures)
       : program_(FindVideoProgram()), rate_(rate), pictures_(pictures), file_(path) {}
 
+  void Encode(ExportedFrame& frame) const override {
+    frame.picture = pictures_.Compose(frame.picture);
+  }
+
   void Add(const ExportedFrame& frame) override {
-    const Picture picture = pictures_.Render(frame.frame);
+    const Picture& picture = frame.picture;
     // Only a picture tells its size.
     if (!pipe_) pipe_.emplace(program_, file_.OpenPath(), picture.width, picture.height, rate_);
     pipe_->Write(picture);
@@ -25,7 +29,7 @@ class FrameVideo : public FrameSink {
  private:
   const std::string program_;
   const std::string rate_;
-  SteadyPictures& pictures_;
+  const SteadyPictures& pictures_;
   OutputStream file_;
   std::optional<VideoPipe> pipe_;
 };
@@ -33,6 +37,6 @@ class FrameVideo : public FrameSink {
 }  // namespace
 
 std::unique_ptr<FrameSink> MakeVideo(const std::string& path, const std::string& rate,
-                                     SteadyPictures& pictures) {
+                                     const SteadyPictures& pictures) {
   return std::make_unique<FrameVideo>(path, rate, pictures);
 }

@@ -10,6 +10,8 @@ namespace {
 struct Stretch {
   uint32_t begin;
   uint32_t end;
+
+  bool operator==(const Stretch&) const = default;
 };
 
 Stretch SourceOf(uint32_t i, uint32_t newSize, uint32_t oldSize) {
@@ -21,11 +23,12 @@ Stretch SourceOf(uint32_t i, uint32_t newSize, uint32_t oldSize) {
 }
 
 Rgb MeanOf(const Picture& picture, Stretch columns, Stretch rows) {
+  const uint32_t count = (columns.end - columns.begin) * (rows.end - rows.begin);
+  if (count == 1) return picture.At(columns.begin, rows.begin);
   std::array<uint32_t, 3> sums{};
   for (uint32_t y = rows.begin; y < rows.end; ++y)
     for (uint32_t x = columns.begin; x < columns.end; ++x)
       for (size_t channel = 0; channel < 3; ++channel) sums[channel] += picture.At(x, y)[channel];
-  const uint32_t count = (columns.end - columns.begin) * (rows.end - rows.begin);
   Rgb mean;
   for (size_t channel = 0; channel < 3; ++channel)
     mean[channel] = static_cast<uint8_t>(sums[channel] / count);
@@ -36,10 +39,18 @@ Rgb MeanOf(const Picture& picture, Stretch columns, Stretch rows) {
 
 Picture Resample(const Picture& picture, uint32_t width, uint32_t height) {
   Picture result(width, height);
-  for (uint32_t y = 0; y < height; ++y)
-    for (uint32_t x = 0; x < width; ++x)
-      result.At(x, y) =
-          MeanOf(picture, SourceOf(x, width, picture.width), SourceOf(y, height, picture.height));
+  std::vector<Stretch> columns(width);
+  for (uint32_t x = 0; x < width; ++x) columns[x] = SourceOf(x, width, picture.width);
+  Stretch above{};
+  for (uint32_t y = 0; y < height; ++y) {
+    const Stretch rows = SourceOf(y, height, picture.height);
+    if (y > 0 && rows == above) {  // enlarged rows repeat
+      std::copy_n(&result.At(0, y - 1), width, &result.At(0, y));
+      continue;
+    }
+    for (uint32_t x = 0; x < width; ++x) result.At(x, y) = MeanOf(picture, columns[x], rows);
+    above = rows;
+  }
   return result;
 }
 
@@ -58,6 +69,7 @@ Picture Enlarge(const Picture& picture, uint32_t factor) {
 }
 
 void Paste(Picture& canvas, const Picture& picture, uint32_t left, uint32_t top) {
+  if (picture.width == 0) return;
   for (uint32_t y = 0; y < picture.height; ++y)
-    for (uint32_t x = 0; x < picture.width; ++x) canvas.At(left + x, top + y) = picture.At(x, y);
+    std::copy_n(&picture.At(0, y), picture.width, &canvas.At(left, top + y));
 }

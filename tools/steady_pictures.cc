@@ -44,10 +44,6 @@ void SteadyPictures::Prepare(const zocam::Frame& frame) {
   bar_ = layout_.ScaleBarFor(frame.Height(), ScaleOf(frame));
 }
 
-Picture SteadyPictures::Render(const zocam::Frame& frame) {
-  return layout_.Compose(RenderPicture(frame, options_), bar_);
-}
-
 void SteadyPictures::MakeGain() const {
   std::fprintf(stderr, "scanning %s for one gain for all pictures ...\n", film_.Label().c_str());
   const bool nonlinear = !options_.IsLinear();

@@ -26,7 +26,9 @@ class SteadyPictures {
   // To be called once with a frame that has been decoded, before the first one is rendered. Takes
   // as long as a scan of the recording.
   void Prepare(const zocam::Frame& frame);
-  Picture Render(const zocam::Frame& frame);
+  Picture Render(const zocam::Frame& frame) const { return RenderPicture(frame, options_); }
+  // A rendered picture as it is shown, enlarged and with its scale. Any thread.
+  Picture Compose(const Picture& picture) const { return layout_.Compose(picture, bar_); }
 
  private:
   void MakeGain() const;

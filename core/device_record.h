@@ -202,6 +202,7 @@ struct _ZoDev {
   // Rendering (render/): under decodeLock
   MallocPtr<uint16_t[]> workImage ZO_GUARDED_BY(*decodeLock);  // display levels, always below 1024
   MallocPtr<uint32_t[]> agcMask ZO_GUARDED_BY(*decodeLock);
+  SharedField<uint32_t> agcMaskIsFull;        // no weight is 0: the mask need not be read
   SharedField<int32_t> agcRangeLow = 0;       // 1/100 K
   SharedField<int32_t> agcRangeHigh = 70315;  // 1/100 K
   SharedField<uint32_t> rgbOrder = 1;

@@ -94,6 +94,76 @@ class LensModel {
   double squaredRadius_ = 0.0;
 };
 
+// Cuts a remap table into runs.
+class RunCutter {
+ public:
+  RunCutter(const RemapEntry* entries, uint32_t width, uint32_t height)
+      : entries_(entries), width_(width), count_(width * height) {}
+
+  uint32_t RunCount() const {
+    uint32_t runs = 0;
+    for (uint32_t first = 0; first < count_; ++runs) first += RunAt(first).count;
+    return runs;
+  }
+
+  void Fill(RemapRun* run) const {
+    for (uint32_t first = 0; first < count_; first += run++->count) {
+      *run = RunAt(first);
+      if (run->fixedPoint != 0) FillWeights(*run);
+    }
+  }
+
+ private:
+  RemapRun RunAt(uint32_t first) const {
+    RemapRun run = {};
+    run.first = first;
+    run.fixedPoint = HasFixedPoint(first) ? 1 : 0;
+    run.src = run.fixedPoint != 0 ? SourceOf(first) : 0;
+    const uint32_t limit =
+        run.fixedPoint != 0 ? std::min(count_, first + RemapRun::kPixels) : count_;
+    const auto belongs = [&](uint32_t n) {
+      if (run.fixedPoint == 0) return !HasFixedPoint(n);
+      return HasFixedPoint(n) && SourceOf(n) - run.src == n - first;
+    };
+    run.count = 1;
+    while (first + run.count < limit && belongs(first + run.count)) ++run.count;
+    return run;
+  }
+
+  uint32_t SourceOf(uint32_t n) const {
+    return static_cast<uint32_t>(entries_[n].y) * width_ + static_cast<uint32_t>(entries_[n].x);
+  }
+
+  // A run that starts here stays inside both images, and the weights make up 1.
+  bool HasFixedPoint(uint32_t n) const {
+    const RemapEntry& e = entries_[n];
+    const uint64_t end = uint64_t{SourceOf(n)} + width_ + 1 + RemapRun::kPixels;
+    return end <= count_ && uint64_t{n} + RemapRun::kPixels <= count_ &&
+           std::abs(e.w00 + e.w10 + e.w01 + e.w11 - 1) < 0x1p-40;
+  }
+
+  void FillWeights(RemapRun& run) const {
+    for (uint32_t i = 0; i < RemapRun::kPixels; ++i) {
+      const RemapEntry& e = entries_[run.first + std::min(i, run.count - 1)];
+      const uint32_t place = i % 2 * RemapRun::kPixels + i / 2 * 2;
+      SetWeight(run.upper, place, e.w00);
+      SetWeight(run.upper, place + 1, e.w10);
+      SetWeight(run.lower, place, e.w01);
+      SetWeight(run.lower, place + 1, e.w11);
+    }
+  }
+
+  static void SetWeight(RemapRun::Weights& weights, uint32_t place, double weight) {
+    const double coarse = std::round(weight * 0x1p14);
+    weights.coarse[place] = static_cast<int16_t>(coarse);
+    weights.fine[place] = static_cast<int16_t>(std::round(weight * 0x1p28 - coarse * 0x1p14));
+  }
+
+  const RemapEntry* entries_;
+  uint32_t width_;
+  uint32_t count_;
+};
+
 }  // namespace
 
 Undistortion::Undistortion() = default;
@@ -112,6 +182,7 @@ int Undistortion::Setup(unsigned int width, unsigned int height, double strength
 
 int Undistortion::SetStrength(double strength) {
   if (!(strength >= 0) || strength > width_) return static_cast<int>(ZO_STATUS_INVALID_STATE);
+  if (uint64_t{width_} * height_ > INT32_MAX) return kNoMemory;
   auto table = AllocateZeroed<RemapEntry>(std::size_t{width_} * height_);
   if (!table) return kNoMemory;
   const LensModel lens(width_, height_, strength);
@@ -121,19 +192,31 @@ int Undistortion::SetStrength(double strength) {
       *entry++ = lens.EntryAt(static_cast<int32_t>(column), static_cast<int32_t>(row));
     }
   }
+  const RunCutter cutter(table.get(), width_, height_);
+  const uint32_t runCount = cutter.RunCount();
+  auto runs = AllocateZeroed<RemapRun>(runCount);
+  if (!runs) return kNoMemory;
+  cutter.Fill(runs.get());
   strength_ = strength;
   table_ = std::move(table);
+  runs_ = std::move(runs);
+  runCount_ = runCount;
   return 0;
 }
 
 void Undistortion::Transform(unsigned short* dst, const unsigned short* src) {
   if (!table_ || dst == nullptr || src == nullptr) return;
-  Stages().undistort({table_.get(), width_, height_}, src, dst);
+  Stages().undistort({table_.get(), width_, height_, runs_.get(), runCount_}, src, dst);
 }
 
 void scalar::Undistort(const RemapTable& table, const uint16_t* src, uint16_t* dst) {
+  UndistortPart(table, src, dst, 0, table.width * table.height);
+}
+
+void scalar::UndistortPart(const RemapTable& table, const uint16_t* src, uint16_t* dst,
+                           uint32_t first, uint32_t partCount) {
   const std::size_t count = std::size_t{table.width} * table.height;
-  for (std::size_t n = 0; n < count; ++n) {
+  for (std::size_t n = first; n < std::size_t{first} + partCount; ++n) {
     const RemapEntry& e = table.entries[n];
     const std::size_t b =
         static_cast<std::size_t>(e.y) * table.width + static_cast<std::size_t>(e.x);

@@ -27,9 +27,7 @@ std::unique_ptr<PlaybackContext> MakeContext(const _ZoDev& dev) {
   return context;
 }
 
-// From here on, fileLock held unless a function says otherwise.
-
-void WaitAtEndOfFile(_ZoDev* dev) {
+void WaitAtEndOfFile(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
   if (dev->fileReadEOF == 0) MarkEndOfFile(dev);  // a seek may have told of this end already
   dev->playbackAtRest = true;
   while (dev->filePassive == 0 && dev->fileReading != 0 && dev->fileReadEOF != 0) {
@@ -39,7 +37,7 @@ void WaitAtEndOfFile(_ZoDev* dev) {
   dev->playback->timeBase = NowMs();
 }
 
-void Park(_ZoDev* dev) {
+void Park(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
   dev->filePauseParked = 1;
   dev->fileBaseTimeOffset = 0;
   while (dev->fileReadPaused != 0) {
@@ -58,7 +56,7 @@ Record Fail(_ZoDev& dev, ZoStatus status) {
 }
 
 // Reads one record; a failure is kept in fileError.
-Record ReadRecord(_ZoDev& dev, uint8_t* frame, FrameTrailer* trailer) {
+Record ReadRecord(_ZoDev& dev, uint8_t* frame, FrameTrailer* trailer) ZO_HOLDS(*dev.fileLock) {
   std::FILE* file = dev.fileStream.get();
   const RecordLayout layout(dev);
   std::array<uint8_t, kMarkerBytes> marker{};
@@ -157,6 +155,7 @@ ZoStatus ZoLib_Priv_FileReadStart(_ZoDev* dev) {
   if (dev->filePassive != 0) return ZO_STATUS_OK;
   const ZoStatus status = ZoLib_Priv_OsDepFileReadThreadStart(dev);
   if (status == ZO_STATUS_OK) return ZO_STATUS_OK;
+  const ScopedLock lock(*dev->fileLock);
   dev->fileReading = 0;
   dev->playback.reset();
   return ZO_STATUS_NO_MEMORY;

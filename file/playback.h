@@ -35,10 +35,10 @@ ZO_API ZoStatus ZoLib_Priv_OsDepFileReadThreadStop(_ZoDev* dev);
 // Ends started playback whatever the handle's state. 23 when the file could not be closed.
 ZoStatus EndPlayback(_ZoDev* dev);
 
-// Waits until no scan owns the file position; fileLock held.
-void WaitForScan(_ZoDev* dev);
+// Waits until no scan owns the file position.
+void WaitForScan(_ZoDev* dev) ZO_HOLDS(*dev->fileLock);
 
-// Marks the end of the file and calls the application; fileLock held.
-void MarkEndOfFile(_ZoDev* dev);
+// Marks the end of the file and calls the application.
+void MarkEndOfFile(_ZoDev* dev) ZO_HOLDS(*dev->fileLock);
 
 #endif

@@ -23,13 +23,13 @@ int64_t FramesIn(const _ZoDev& dev, uint64_t ms) {
 }
 
 // Where the walk begins, in records from the present position.
-int64_t EstimateRecords(const _ZoDev& dev, uint64_t target) {
+int64_t EstimateRecords(const _ZoDev& dev, uint64_t target) ZO_HOLDS(*dev.fileLock) {
   const uint64_t here = dev.fileReadTrailer.timeOffset;
   if (target > here) return std::max<int64_t>(FramesIn(dev, target - here) - 1, 0);
   return -2 - FramesIn(dev, here - target);
 }
 
-// One seek; fileLock held.
+// One seek; fileLock held, which the checker does not follow through dev_.
 class Seek {
  public:
   Seek(_ZoDev* dev, uint64_t target)
@@ -65,7 +65,7 @@ class Seek {
   }
 
  private:
-  ZoStatus Begin(int64_t* position) {
+  ZoStatus Begin(int64_t* position) ZO_UNCHECKED {
     if (toHead_) {
       *position = dev_->fileDataStart;
       return ZO_STATUS_OK;
@@ -87,7 +87,7 @@ class Seek {
   }
 
   // Reads the trailer of the record at a position.
-  ZoStatus Read(int64_t position, FrameTrailer* trailer) {
+  ZoStatus Read(int64_t position, FrameTrailer* trailer) ZO_UNCHECKED {
     std::array<uint8_t, kMarkerBytes> marker{};
     ReadResult result = ReadAt(file_, position, marker);
     if (result == ReadResult::kEndOfFile) return End(position);
@@ -107,7 +107,7 @@ class Seek {
   }
 
   // Whatever ends a seek leaves the stream on a record's start, so that the next one works.
-  ZoStatus End(int64_t position) {
+  ZoStatus End(int64_t position) ZO_UNCHECKED {
     MoveAfresh(file_, position);
     MarkEndOfFile(dev_);
     return ZO_STATUS_END_OF_FILE;

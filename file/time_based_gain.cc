@@ -57,19 +57,43 @@ class PlaybackAtRest {
   bool resume_ = false;
 };
 
+// Copies the mask, which may change during a scan; leaves it out while every pixel counts.
+ZoStatus CopyMask(_ZoDev* dev, MallocPtr<uint32_t[]>& mask) {
+  const ScopedLock lock(*dev->decodeLock);
+  if (dev->agcMaskIsFull != 0) return ZO_STATUS_OK;
+  mask = AllocateZeroed<uint32_t>(dev->pixelCount);
+  if (!mask) return ZO_STATUS_NO_MEMORY;
+  std::copy_n(dev->agcMask.get(), dev->pixelCount, mask.get());
+  return ZO_STATUS_OK;
+}
+
 ZoStatus ScanExtremes(_ZoDev* dev, const ScanKey& key, Extremes* extremes) {
+  MallocPtr<uint32_t[]> mask;
+  if (const ZoStatus status = CopyMask(dev, mask); status != ZO_STATUS_OK) return status;
   struct Context {
-    std::span<const uint32_t> mask;
-    uint32_t width;
+    CountedPixels counted;
+    uint32_t pixelCount;
     Extremes extremes;
-  } context{{dev->agcMask.get(), dev->pixelCount}, dev->frameWidth, {}};
+  } context{{{mask.get(), mask ? dev->pixelCount : 0}, dev->frameWidth, 0}, dev->pixelCount, {}};
   const auto widen = [](void* user, const uint16_t* image) {
     auto* c = static_cast<Context*>(user);
-    Stages().widenExtremes({image, c->mask.size()}, {c->mask, c->width, 0}, c->extremes);
+    Stages().widenExtremes({image, c->pixelCount}, c->counted, c->extremes);
   };
   const ZoStatus status = ZoLib_Priv_FileScan(dev, key.step, key.from, key.to, widen, &context);
   if (status == ZO_STATUS_OK) *extremes = context.extremes;
   return status;
+}
+
+// What the other gain was made of, when it was made of the same frames.
+std::optional<Extremes> ExtremesOfTable(_ZoDev* dev, const ScanKey& key) {
+  const ScopedLock lock(*dev->decodeLock);
+  if (!dev->tbHistValid || dev->tbHistKey != key) return std::nullopt;
+  return Extremes{dev->tbHistMin, dev->tbHistMax};
+}
+std::optional<Extremes> ExtremesOfLinear(_ZoDev* dev, const ScanKey& key) {
+  const ScopedLock lock(*dev->decodeLock);
+  if (!dev->tbLinearValid || dev->tbLinearKey != key) return std::nullopt;
+  return Extremes{dev->tbLinearMin, dev->tbLinearMax};
 }
 
 ZoStatus ScanBins(_ZoDev* dev, const ScanKey& key, const BinRange& range, BinCounts* counts) {
@@ -88,14 +112,14 @@ ZoStatus ScanBins(_ZoDev* dev, const ScanKey& key, const BinRange& range, BinCou
 }
 
 ZoStatus SetUpLinear(_ZoDev* dev, const ScanKey& key) {
-  Extremes extremes{dev->tbHistMin, dev->tbHistMax};
-  if (!dev->tbHistValid || dev->tbHistKey != key) {
-    const ZoStatus status = ScanExtremes(dev, key, &extremes);
+  std::optional<Extremes> extremes = ExtremesOfTable(dev, key);
+  if (!extremes) {
+    const ZoStatus status = ScanExtremes(dev, key, &extremes.emplace());
     if (status != ZO_STATUS_OK) return status;
   }
   const ScopedLock lock(*dev->decodeLock);
-  dev->tbLinearMin = extremes.min;
-  dev->tbLinearMax = extremes.max;
+  dev->tbLinearMin = extremes->min;
+  dev->tbLinearMax = extremes->max;
   dev->tbLinearKey = key;
   dev->tbLinearValid = true;
   return ZO_STATUS_OK;
@@ -110,12 +134,12 @@ BinRange TableRange(Extremes extremes) {
 }
 
 ZoStatus SetUpTable(_ZoDev* dev, const ScanKey& key) {
-  Extremes extremes{dev->tbLinearMin, dev->tbLinearMax};
-  if (!dev->tbLinearValid || dev->tbLinearKey != key) {
-    const ZoStatus status = ScanExtremes(dev, key, &extremes);
+  std::optional<Extremes> extremes = ExtremesOfLinear(dev, key);
+  if (!extremes) {
+    const ZoStatus status = ScanExtremes(dev, key, &extremes.emplace());
     if (status != ZO_STATUS_OK) return status;
   }
-  const BinRange range = TableRange(extremes);
+  const BinRange range = TableRange(*extremes);
   BinCounts counts{};
   const ZoStatus status = ScanBins(dev, key, range, &counts);
   const auto segments = zocam::BuildSegments(counts);

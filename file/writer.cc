@@ -40,8 +40,8 @@ ZoStatus CreateRecording(const _ZoDev& dev, const char* path, File& file, int64_
   return ZO_STATUS_OK;
 }
 
-// Fills the beginning of the trailer line for the frame in hand; fileLock held.
-void StampTrailer(_ZoDev& dev, uint64_t now) {
+// Fills the beginning of the trailer line for the frame in hand.
+void StampTrailer(_ZoDev& dev, uint64_t now) ZO_HOLDS(*dev.fileLock) {
   FrameTrailer trailer{};
   // A clock that was set back makes times repeat, not wrap.
   trailer.timeOffset = now > dev.fileWriteStartTime ? now - dev.fileWriteStartTime : 0;
@@ -51,7 +51,7 @@ void StampTrailer(_ZoDev& dev, uint64_t now) {
               std::span<uint8_t, kTrailerBytes>(dev.fileWriteTrailer.get(), kTrailerBytes));
 }
 
-bool WriteRecord(const _ZoDev& dev, const uint8_t* frame) {
+bool WriteRecord(const _ZoDev& dev, const uint8_t* frame) ZO_HOLDS(*dev.fileLock) {
   std::FILE* file = dev.fileStream.get();
   const RecordLayout layout(dev);
   return WriteWhole(file, {reinterpret_cast<const uint8_t*>(kMarker), kMarkerBytes}) &&
@@ -60,9 +60,9 @@ bool WriteRecord(const _ZoDev& dev, const uint8_t* frame) {
                     {dev.fileWriteTrailer.get(), static_cast<std::size_t>(layout.trailerLine)});
 }
 
-// Appends one record, or leaves the file as it was; fileLock held. Every record begins where the
-// one before ended, or the file could not be walked.
-void AppendRecord(_ZoDev& dev, const uint8_t* frame) {
+// Appends one record, or leaves the file as it was. Every record begins where the one before ended,
+// or the file could not be walked.
+void AppendRecord(_ZoDev& dev, const uint8_t* frame) ZO_HOLDS(*dev.fileLock) {
   std::FILE* file = dev.fileStream.get();
   if (dev.fileWriteTorn) dev.fileWriteTorn = !CutAt(file, dev.fileWriteEnd);
   if (!dev.fileWriteTorn && WriteRecord(dev, frame)) {

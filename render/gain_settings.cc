@@ -1,5 +1,6 @@
 // The settings of rendering that are serialised against decoding.
 #include <algorithm>
+#include <cstddef>
 #include <span>
 
 #include "core/device_record.h"
@@ -21,12 +22,13 @@ void ZoLib_GetAGCRange(_ZoDev* dev, int32_t* low, int32_t* high) {
 ZoStatus ZoLib_SetAGCROIMask(_ZoDev* dev, const uint32_t* mask) {
   if (dev == nullptr || mask == nullptr) return ZO_STATUS_NULL_POINTER;
   const std::span weights(mask, dev->pixelCount);
-  if (std::ranges::none_of(weights, [](uint32_t weight) { return weight != 0; })) {
-    return ZO_STATUS_INVALID_VALUE;
-  }
+  const auto zeros = static_cast<std::size_t>(std::ranges::count(weights, 0U));
+  if (zeros == weights.size()) return ZO_STATUS_INVALID_VALUE;
   const ScopedLock lock(*dev->decodeLock);
   if (!dev->agcMask) return ZO_STATUS_NO_MEMORY;
+  dev->agcMaskIsFull = 0;  // not while the mask changes: a scan may look at any time
   std::ranges::copy(weights, dev->agcMask.get());
+  dev->agcMaskIsFull = zeros == 0 ? 1 : 0;
   return ZO_STATUS_OK;
 }
 

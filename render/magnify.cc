@@ -84,23 +84,28 @@ std::optional<uint64_t> OutputBytes(uint32_t columns, uint32_t height, uint32_t 
 
 }  // namespace
 
-void scalar::Magnify3(const ColourImage& image, uint8_t* out) {
+void scalar::MagnifyRun(const ColourImage& image, uint32_t y, uint32_t first, uint32_t last,
+                        uint8_t* out) {
   const std::size_t lineBytes = std::size_t{image.width} * image.bytesPerPixel;
   const std::size_t blockBytes = std::size_t{kFactor} * image.bytesPerPixel;
   const std::size_t outLineBytes = (image.width - image.leftMargin) * blockBytes;
+  const uint8_t* line = image.pixels + y * lineBytes;
+  uint8_t* block = out + kFactor * y * outLineBytes + (first - image.leftMargin) * blockBytes;
+  for (uint32_t x = first; x < last; ++x, block += blockBytes) {
+    const Pixel pixel{line + std::size_t{x} * image.bytesPerPixel,
+                      static_cast<std::ptrdiff_t>(image.bytesPerPixel),
+                      static_cast<std::ptrdiff_t>(lineBytes),
+                      x > image.leftMargin,
+                      x + 1 < image.width,
+                      y > 0,
+                      y + 1 < image.height};
+    WriteBlock(pixel, block, outLineBytes);
+  }
+}
+
+void scalar::Magnify3(const ColourImage& image, uint8_t* out) {
   for (uint32_t y = 0; y < image.height; ++y) {
-    const uint8_t* line = image.pixels + y * lineBytes;
-    uint8_t* block = out + std::size_t{kFactor} * y * outLineBytes;
-    for (uint32_t x = image.leftMargin; x < image.width; ++x, block += blockBytes) {
-      const Pixel pixel{line + std::size_t{x} * image.bytesPerPixel,
-                        static_cast<std::ptrdiff_t>(image.bytesPerPixel),
-                        static_cast<std::ptrdiff_t>(lineBytes),
-                        x > image.leftMargin,
-                        x + 1 < image.width,
-                        y > 0,
-                        y + 1 < image.height};
-      WriteBlock(pixel, block, outLineBytes);
-    }
+    MagnifyRun(image, y, image.leftMargin, image.width, out);
   }
 }
 

@@ -18,6 +18,9 @@ struct ColourImage {
 namespace scalar {
 // Writes every pixel's block of 3 x 3; fourth bytes are left as they are.
 void Magnify3(const ColourImage& image, uint8_t* out);
+
+// The same for the pixels of line y from column first up to and without column last.
+void MagnifyRun(const ColourImage& image, uint32_t y, uint32_t first, uint32_t last, uint8_t* out);
 }  // namespace scalar
 
 }  // namespace zocam

@@ -34,13 +34,19 @@ std::span<const uint16_t> ImageOf(const _ZoDev& dev, const uint16_t* image) {
   return {image, dev.pixelCount};
 }
 
-std::span<uint16_t> GainImageOf(const _ZoDev& dev) { return {dev.workImage.get(), dev.pixelCount}; }
-
-CountedPixels CountedPixelsOf(const _ZoDev& dev) {
-  return {{dev.agcMask.get(), dev.pixelCount}, dev.frameWidth, dev.refTempRegion};
+std::span<uint16_t> GainImageOf(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
+  return {dev.workImage.get(), dev.pixelCount};
 }
 
-bool HasGainBuffers(const _ZoDev& dev) { return dev.workImage && dev.agcMask; }
+CountedPixels CountedPixelsOf(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
+  CountedPixels counted{{}, dev.frameWidth, dev.refTempRegion};
+  if (dev.agcMaskIsFull == 0) counted.weights = {dev.agcMask.get(), dev.pixelCount};
+  return counted;
+}
+
+bool HasGainBuffers(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
+  return dev.workImage && dev.agcMask;
+}
 
 Extremes ClampToLimits(_ZoDev& dev, Extremes extremes) {
   int32_t low = 0;
@@ -49,7 +55,7 @@ Extremes ClampToLimits(_ZoDev& dev, Extremes extremes) {
   return Clamp(extremes, static_cast<uint16_t>(low), static_cast<uint16_t>(high));
 }
 
-Extremes FrameExtremes(_ZoDev& dev, std::span<const uint16_t> image) {
+Extremes FrameExtremes(_ZoDev& dev, std::span<const uint16_t> image) ZO_HOLDS(*dev.decodeLock) {
   Extremes extremes;
   Stages().widenExtremes(image, CountedPixelsOf(dev), extremes);
   return ClampToLimits(dev, extremes);
@@ -57,7 +63,7 @@ Extremes FrameExtremes(_ZoDev& dev, std::span<const uint16_t> image) {
 
 // The range of the recording-wide table, when it is to be used. A range that the limits cut down to
 // less than a value per bin cannot be mapped; such a frame is treated on its own.
-std::optional<BinRange> RecordingBins(_ZoDev& dev) {
+std::optional<BinRange> RecordingBins(_ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
   if (dev.timeBasedAGC == 0 || !dev.tbHistValid || !dev.tbHistTable) return std::nullopt;
   const Extremes range = ClampToLimits(dev, {dev.tbHistMin, dev.tbHistMax});
   if (range.max < range.min + kGainBins) return std::nullopt;
@@ -95,7 +101,7 @@ void RenderManual(_ZoDev& dev, std::span<const uint16_t> image, Colours colours,
 }
 
 void RenderGainImage(const _ZoDev& dev, const Palette& palette, Painter paint,
-                     const PictureLines& lines) {
+                     const PictureLines& lines) ZO_HOLDS(*dev.decodeLock) {
   const std::span<const uint16_t> levels = GainImageOf(dev);
   lines.ForEachRun(levels.size(), [&](std::size_t first, std::size_t count, uint8_t* out) {
     paint(levels.subspan(first, count), palette, out);

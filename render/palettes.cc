@@ -62,13 +62,12 @@ constexpr Palette MakeGreyPalette(GreyAt greyAt) {
   return palette;
 }
 
-constexpr Palette kGreyRamp = MakeGreyPalette([](uint32_t i) { return std::min(i, 255U); });
-constexpr Palette kGreyDisplayLevels = MakeGreyPalette([](uint32_t i) { return i >> 2; });
-
 }  // namespace
 
 constexpr Palette g_colTabIron = MakePalette(kIronRed, kIronGreen, kIronBlue);
 constexpr Palette g_colTabRainbow = MakePalette(kRainbowRed, kRainbowGreen, kRainbowBlue);
+constexpr Palette g_manualGreys = MakeGreyPalette([](uint32_t i) { return std::min(i, 255U); });
+constexpr Palette g_displayGreys = MakeGreyPalette([](uint32_t i) { return i >> 2; });
 
 const Palette& PaletteFor(Colours colours, Gain gain) {
   switch (colours) {
@@ -79,7 +78,7 @@ const Palette& PaletteFor(Colours colours, Gain gain) {
     case Colours::kGrey:
       break;
   }
-  return gain == Gain::kManual ? kGreyRamp : kGreyDisplayLevels;
+  return gain == Gain::kManual ? g_manualGreys : g_displayGreys;
 }
 
 }  // namespace zocam

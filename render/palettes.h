@@ -15,6 +15,8 @@ using Palette = std::array<uint32_t, kDisplayLevels>;
 
 extern const Palette g_colTabIron;
 extern const Palette g_colTabRainbow;
+extern const Palette g_manualGreys;   // the level itself, at most 255
+extern const Palette g_displayGreys;  // a quarter of the level
 
 // The palette that turns a gain's levels into colours. The manual gain makes grey levels 0 to 255,
 // the automatic gains 0 to 1023; coloured levels are 0 to 1023 with every gain.

@@ -12,14 +12,17 @@
 
 #include "zocam/zocam.h"
 
+#include "core/device_record.h"
+
 extern "C" {
 
 // Renders a 16-bit image of the handle's geometry. stride 0 = packed; format 1 ignores it. Returns
 // 20 for a null pointer, then checks in this order: 21 no such format (0 is none here), 6 out does
 // not hold the packed picture, 21 stride below a line, 6 out does not hold the strided picture, 2
-// the handle has no gain image. Writes nothing on failure. Needs decodeLock held.
+// the handle has no gain image. Writes nothing on failure.
 ZO_API ZoStatus ZoLib_Priv_DecodeTemp(_ZoDev* dev, const uint16_t* image, void* out,
-                                      uint32_t outSize, uint32_t stride, uint32_t format);
+                                      uint32_t outSize, uint32_t stride, uint32_t format)
+    ZO_HOLDS(*dev->decodeLock);
 
 // The range of the manual gain in image units; span may come out below 1 and counts as 1 then.
 ZO_API void ZoLib_Priv_GetManualRange(_ZoDev* dev, int32_t* span, int32_t* low);
@@ -29,9 +32,9 @@ ZO_API void ZoLib_Priv_GetManualRange(_ZoDev* dev, int32_t* span, int32_t* low);
 ZO_API void ZoLib_Priv_GetAGCLimits(_ZoDev* dev, int32_t* low, int32_t* high);
 
 // Fill the handle's gain image with display levels, 0 to 1023. The non-linear gain leaves it as it
-// was when no pixel counts; both do when the handle has no gain image. Need decodeLock held.
-ZO_API void ZoLib_Priv_LinearAGC(_ZoDev* dev, const uint16_t* image);
-ZO_API void ZoLib_Priv_NonLinearAGC(_ZoDev* dev, const uint16_t* image);
+// was when no pixel counts; both do when the handle has no gain image.
+ZO_API void ZoLib_Priv_LinearAGC(_ZoDev* dev, const uint16_t* image) ZO_HOLDS(*dev->decodeLock);
+ZO_API void ZoLib_Priv_NonLinearAGC(_ZoDev* dev, const uint16_t* image) ZO_HOLDS(*dev->decodeLock);
 }
 
 #endif

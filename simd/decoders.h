@@ -9,6 +9,7 @@
 #include "decode/window_correction.h"
 #include "simd/image_words.h"
 #include "simd/lanes.h"
+#include "simd/word_lanes.h"
 
 namespace simd {
 namespace {
@@ -48,18 +49,13 @@ void FillTable(const Decoder& decoder, Writer& writer, uint32_t from, std::size_
   }
 }
 
-// Reads a table whose first entry is that of the value low.
+// Reads a table whose first entry is that of the value low. in and out may be the same.
 void LookUp(const uint16_t* table, uint32_t low, const uint16_t* in, uint16_t* out,
             std::size_t count) {
-  const uint64_t lows = low * 0x0001000100010001;
-  std::size_t k = 0;
-  for (; k + 4 <= count; k += 4) {
-    const uint64_t places = Load<uint64_t>(in + k) - lows;  // no value is below low
-    const uint64_t first = table[places & 0xFFFF] | uint64_t{table[places >> 16 & 0xFFFF]} << 16;
-    const uint64_t second = table[places >> 32 & 0xFFFF] | uint64_t{table[places >> 48]} << 16;
-    Store(out + k, first | second << 32);
-  }
-  for (; k < count; ++k) out[k] = table[in[k] - low];
+  // Reckoned as a number, because the place of value 0 lies outside the table.
+  const auto origin = reinterpret_cast<uintptr_t>(table) - sizeof(uint16_t) * low;
+  const auto* entries = reinterpret_cast<const uint16_t*>(origin);
+  ForEachIndex(count, [&](std::size_t k) { out[k] = entries[in[k]]; });
 }
 
 // Decodes an image whose values lie in range; in and out may be the same. count is at least

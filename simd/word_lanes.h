@@ -27,7 +27,7 @@ template <std::size_t count, class Visit>
 
 // Calls visit with 0 to count - 1: loops that only look up are bound by their counting otherwise.
 template <class Visit>
-static inline void ForEachIndex(std::size_t count, Visit visit) {
+[[gnu::always_inline]] static inline void ForEachIndex(std::size_t count, Visit visit) {
   constexpr std::size_t kTurns = 8;
   std::size_t i = 0;
   for (; i + kTurns <= count; i += kTurns) Unrolled<kTurns>(i, visit);

@@ -13,6 +13,7 @@ ZoStatus ZoLib_Gray8ToRGB(const uint8_t* src, uint32_t width, uint32_t height, u
   if (height != 0 && pitch > int64_t{dstSize / height}) return ZO_STATUS_NOT_ENOUGH_SIZE;
   if (bytesPerPixel != 3 && bytesPerPixel != 4) return ZO_STATUS_INVALID_VALUE;
   if (pitch < lineBytes) return ZO_STATUS_INVALID_VALUE;
+  if (width == 0) return ZO_STATUS_OK;  // however many empty lines
 
   for (std::size_t y = 0; y < height; ++y) {
     const uint8_t* grey = src + y * width;

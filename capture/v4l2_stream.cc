@@ -29,8 +29,7 @@ class StreamSetup {
 
   ZoStatus Run() {
     const int fd = dev_.deviceFd;
-    if (const int error = v4l2::SetFormat(fd, dev_.frameWidth, dev_.frameHeight + dev_.footerLines))
-      return Failed(error);
+    if (const int error = SetFormat()) return Failed(error);
     if (const int error =
             v4l2::SetFrameInterval(fd, dev_.frameRateDenominator, dev_.frameRateNumerator))
       return Failed(error);
@@ -66,6 +65,17 @@ class StreamSetup {
  private:
   ZoStatus Failed(int error) {
     return ZoLib_Priv_HostErrorToStatus(&dev_, static_cast<uint32_t>(error));
+  }
+
+  int SetFormat() {
+    const int fd = dev_.deviceFd;
+    const uint32_t lines = dev_.frameHeight + dev_.footerLines;
+    if (const int error = v4l2::SetFormat(fd, dev_.frameWidth, lines); error != EBUSY) return error;
+    // Either another handle streams, whose stream the driver does not let this one touch, or an
+    // earlier stop of this handle's was refused.
+    v4l2::StreamOff(fd);
+    v4l2::RequestBuffers(fd, 0, &granted_);
+    return v4l2::SetFormat(fd, dev_.frameWidth, lines);
   }
 
   int Map(uint32_t index) {

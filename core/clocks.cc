@@ -50,6 +50,12 @@ uint64_t ZoLib_Priv_GetSysTime(void) {
   return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_usec) / 1000;
 }
 
+uint64_t SteadyTimeMs() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1'000'000;
+}
+
 void ZoLib_Priv_GetLocalDateTime(DateTime16* time) { ReadClock(localtime_r, time); }
 void ZoLib_Priv_GetSysDateTime(DateTime16* time) { ReadClock(gmtime_r, time); }
 

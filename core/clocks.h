@@ -1,4 +1,4 @@
-// Sleeping, the wall clock in milliseconds, and calendar times.
+// Sleeping, clocks in milliseconds, and calendar times.
 #ifndef ZOCAM_CORE_CLOCKS_H
 #define ZOCAM_CORE_CLOCKS_H
 
@@ -19,5 +19,8 @@ ZO_API void ZoLib_Priv_GetSysDateTime(DateTime16* time);
 // Turns a UTC time (its day of week is not looked at) into the local time zone.
 ZO_API void ZoLib_Priv_SysTimeToLocalTime(const DateTime16* utc, DateTime16* local);
 }
+
+// Milliseconds of a clock that nobody sets, for intervals.
+uint64_t SteadyTimeMs();
 
 #endif

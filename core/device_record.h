@@ -98,7 +98,7 @@ struct ScanKey {
 struct PlaybackContext {
   MallocPtr<uint8_t[]> frame;
   MallocPtr<uint8_t[]> trailerLine;
-  uint32_t timeBase = 0;  // low bits of the system time in ms at which the anchor was shown
+  uint32_t timeBase = 0;  // low bits of SteadyTimeMs when the anchor was shown
 };
 
 // Column and row of a reference point.
@@ -228,7 +228,7 @@ struct _ZoDev {
   SharedField<uint32_t> filePassive;
   bool fileWriteTorn ZO_GUARDED_BY(*fileLock) = false;       // something stands behind fileWriteEnd
   int64_t fileWriteEnd ZO_GUARDED_BY(*fileLock) = 0;         // behind the last whole record
-  uint64_t fileWriteStartTime ZO_GUARDED_BY(*fileLock) = 0;  // ms; 0: no frame yet
+  uint64_t fileWriteStartTime ZO_GUARDED_BY(*fileLock) = 0;  // of SteadyTimeMs; 0: no frame yet
   uint32_t fileWriteFrameCount ZO_GUARDED_BY(*fileLock) = 0;
   MallocPtr<uint8_t[]> fileWriteTrailer ZO_GUARDED_BY(*fileLock);
   int64_t fileDataStart = 0;   // first record

@@ -12,7 +12,12 @@ std::FILE* ZoLib_Priv_OsDepFOpen(const char* path, const char* mode) {
     errno = EINVAL;
     return nullptr;
   }
-  return std::fopen(path, closedOnExec);
+  std::FILE* file = nullptr;
+  do {
+    errno = 0;
+    file = std::fopen(path, closedOnExec);
+  } while (file == nullptr && errno == EINTR);
+  return file;
 }
 
 File OpenRegularFile(const char* path) {

@@ -1,15 +1,17 @@
 #include "core/locks.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
 namespace {
 
 constexpr long kNanosecondsPerSecond = 1'000'000'000;
+constexpr unsigned kLongestSliceMs = 1000;
 
-timespec DeadlineAfter(unsigned timeoutMs) {
+timespec DeadlineAfter(clockid_t clock, unsigned timeoutMs) {
   timespec deadline{};
-  clock_gettime(CLOCK_REALTIME, &deadline);
+  clock_gettime(clock, &deadline);
   deadline.tv_sec += timeoutMs / 1000;
   deadline.tv_nsec += static_cast<long>(timeoutMs % 1000) * 1'000'000;
   if (deadline.tv_nsec >= kNanosecondsPerSecond) {
@@ -17,6 +19,27 @@ timespec DeadlineAfter(unsigned timeoutMs) {
     deadline.tv_nsec -= kNanosecondsPerSecond;
   }
   return deadline;
+}
+
+bool HasPassed(clockid_t clock, const timespec& deadline) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  return now.tv_sec != deadline.tv_sec ? now.tv_sec > deadline.tv_sec
+                                       : now.tv_nsec >= deadline.tv_nsec;
+}
+
+// Waits in slices of a clock that nobody sets, and looks at the wall clock between them: a thread
+// that slept until a time on the wall clock would sleep on for as long as it is set back.
+int WaitUntilTimeout(pthread_cond_t* condition, pthread_mutex_t* mutex, unsigned timeoutMs) {
+  const timespec wallDeadline = DeadlineAfter(CLOCK_REALTIME, timeoutMs);
+  while (true) {
+    const unsigned sliceMs = std::min(timeoutMs, kLongestSliceMs);
+    const timespec deadline = DeadlineAfter(CLOCK_MONOTONIC, sliceMs);
+    const int result = pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &deadline);
+    timeoutMs -= sliceMs;
+    if (result != ETIMEDOUT || timeoutMs == 0) return result;
+    if (HasPassed(CLOCK_REALTIME, wallDeadline)) return result;
+  }
 }
 
 }  // namespace
@@ -47,8 +70,7 @@ uint32_t PInProcCond::Wait(PMutex* mutex, unsigned timeoutMs) {
   addWaiters(+1);
   pthread_mutex_lock(&internal_);
   mutex->Unlock();
-  const timespec deadline = DeadlineAfter(timeoutMs);
-  const int result = pthread_cond_timedwait(&condition_, &internal_, &deadline);
+  const int result = WaitUntilTimeout(&condition_, &internal_, timeoutMs);
   pthread_mutex_unlock(&internal_);
   addWaiters(-1);
   mutex->Lock();

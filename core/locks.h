@@ -47,7 +47,8 @@ class ZO_API PInProcMutex : public PMutex {
 };
 
 // Lock order: caller's mutex, then the internal mutex; nothing takes the caller's mutex while it
-// holds the internal one. Time-outs run on the wall clock.
+// holds the internal one. A time-out runs on the wall clock; one that was set forward is noticed
+// within a second, and one that was set back makes no wait longer.
 class ZO_API PInProcCond : public PCond {
  public:
   PInProcCond();

@@ -1,5 +1,7 @@
 #include "core/status.h"
 
+#include <cerrno>
+
 #include "core/device_record.h"
 
 namespace {
@@ -59,4 +61,11 @@ ZoStatus ZoLib_Priv_HostErrorToStatus(_ZoDev* dev, uint32_t hostError) {
   if (dev == nullptr) return ZO_STATUS_NULL_POINTER;
   dev->hostError = hostError;
   return ZoLib_Priv_OsDepHostErrorToStatus(static_cast<int32_t>(hostError));
+}
+
+ZoStatus KeepFileError(_ZoDev& dev, ZoStatus status) {
+  if (status == ZO_STATUS_FILE_IO_ERROR) {
+    dev.hostError = static_cast<uint32_t>(errno != 0 ? errno : EIO);  // a short count gives none
+  }
+  return status;
 }

@@ -16,4 +16,8 @@ ZO_API ZoStatus ZoLib_Priv_OsDepHostErrorToStatus(int32_t hostError);
 ZO_API ZoStatus ZoLib_Priv_HostErrorToStatus(_ZoDev* dev, uint32_t hostError);
 }
 
+// Keeps errno in the handle's hostError when the status says that a file failed. Gives the status
+// back.
+ZoStatus KeepFileError(_ZoDev& dev, ZoStatus status);
+
 #endif

@@ -14,7 +14,8 @@ namespace {
 
 constexpr uint32_t kLongestWaitMs = 1000;
 
-uint32_t NowMs() { return static_cast<uint32_t>(ZoLib_Priv_GetSysTime()); }
+// A wall clock that is set must neither hold nor rush the frames.
+uint32_t NowMs() { return static_cast<uint32_t>(SteadyTimeMs()); }
 
 std::unique_ptr<PlaybackContext> MakeContext(const _ZoDev& dev) {
   std::unique_ptr<PlaybackContext> context(new (std::nothrow) PlaybackContext);
@@ -51,7 +52,7 @@ void Park(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
 enum class Record { kRead, kEndOfFile, kFailed };
 
 Record Fail(_ZoDev& dev, ZoStatus status) {
-  dev.fileError = status;
+  dev.fileError = KeepFileError(dev, status);
   return Record::kFailed;
 }
 
@@ -185,7 +186,7 @@ ZoStatus EndPlayback(_ZoDev* dev) {
   dev->playback.reset();
   dev->filePassive = 0;
   const bool closed = std::fclose(dev->fileStream.release()) == 0;
-  return closed ? ZO_STATUS_OK : ZO_STATUS_FILE_IO_ERROR;
+  return KeepFileError(*dev, closed ? ZO_STATUS_OK : ZO_STATUS_FILE_IO_ERROR);
 }
 
 ZoStatus ZoLib_Priv_OsDepFileReadThreadStart(_ZoDev* dev) {

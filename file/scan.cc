@@ -1,5 +1,6 @@
 #include "file/scan.h"
 
+#include "core/status.h"
 #include "file/recording_format.h"
 #include "file/stream_io.h"
 
@@ -104,5 +105,5 @@ ZoStatus ZoLib_Priv_FileScan(_ZoDev* dev, uint32_t step, uint64_t from, uint64_t
                              ZoScanFunction function, void* context) {
   if (dev == nullptr || function == nullptr) return ZO_STATUS_NULL_POINTER;
   if (!dev->fileStream) return ZO_STATUS_INVALID_STATE;
-  return Scan(dev, to).Run(step, from, function, context);
+  return KeepFileError(*dev, Scan(dev, to).Run(step, from, function, context));
 }

@@ -77,7 +77,7 @@ class Seek {
     } else {
       const auto here = PositionOf(file_);
       if (!here) return ZO_STATUS_FILE_IO_ERROR;
-      from = *here;
+      from = *here - (*here - dev_->fileDataStart) % layout_.record;  // after a failed read
     }
     // Recordings with lost frames are slower than their rate says: an estimate beyond the end
     // starts at the last record.
@@ -118,7 +118,7 @@ class Seek {
   }
 
   ZoStatus Arrive(int64_t position) {
-    if (!MoveAfresh(file_, position)) return ZO_STATUS_FILE_IO_ERROR;
+    if (!MoveAfresh(file_, position)) return Failed(position);
     dev_->fileReadEOF = 0;
     dev_->fileBaseTimeOffset = 0;
     dev_->readerWakeCond->NotifyAll();
@@ -142,5 +142,5 @@ ZoStatus ZoLib_FileReadSeek(_ZoDev* dev, uint64_t timeOffset) {
   const ScopedLock lock(*dev->fileLock);
   WaitForScan(dev);
   if (dev->fileReading == 0) return ZO_STATUS_INVALID_STATE;
-  return Seek(dev, timeOffset).Run();
+  return KeepFileError(*dev, Seek(dev, timeOffset).Run());
 }

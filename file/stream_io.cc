@@ -5,8 +5,28 @@
 
 #include <cerrno>
 
+namespace {
+
+// Goes on where a signal interrupted a transfer. errno stays 0 when a short count gives no reason.
+template <class Transfer>
+bool GetsWhole(std::FILE* file, std::size_t size, Transfer transfer) {
+  std::size_t done = 0;
+  while (true) {
+    errno = 0;
+    done += transfer(done);
+    if (done == size) return true;
+    if (errno != EINTR || std::feof(file) != 0) return false;
+    std::clearerr(file);
+  }
+}
+
+}  // namespace
+
 ReadResult ReadWhole(std::FILE* file, std::span<uint8_t> bytes) {
-  if (std::fread(bytes.data(), 1, bytes.size(), file) == bytes.size()) return ReadResult::kWhole;
+  const bool whole = GetsWhole(file, bytes.size(), [&](std::size_t done) {
+    return std::fread(bytes.data() + done, 1, bytes.size() - done, file);
+  });
+  if (whole) return ReadResult::kWhole;
   return std::feof(file) != 0 ? ReadResult::kEndOfFile : ReadResult::kFailed;
 }
 
@@ -23,7 +43,9 @@ ReadResult ReadAt(std::FILE* file, int64_t position, std::span<uint8_t> bytes) {
 }
 
 bool WriteWhole(std::FILE* file, std::span<const uint8_t> bytes) {
-  return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  return GetsWhole(file, bytes.size(), [&](std::size_t done) {
+    return std::fwrite(bytes.data() + done, 1, bytes.size() - done, file);
+  });
 }
 
 bool MoveTo(std::FILE* file, int64_t position) { return fseeko(file, position, SEEK_SET) == 0; }

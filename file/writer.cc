@@ -29,13 +29,15 @@ RecordingHeader HeaderOf(const _ZoDev& dev) {
 }
 
 // A new file that holds the header line.
-ZoStatus CreateRecording(const _ZoDev& dev, const char* path, File& file, int64_t* end) {
+ZoStatus CreateRecording(_ZoDev& dev, const char* path, File& file, int64_t* end) {
   const std::string header = FormatHeader(HeaderOf(dev), ZoLib_GetLibVersion());
   file.reset(ZoLib_Priv_OsDepFOpen(path, "wb"));
-  if (!file) return ZO_STATUS_FILE_IO_ERROR;
+  if (!file) return KeepFileError(dev, ZO_STATUS_FILE_IO_ERROR);
   std::setvbuf(file.get(), nullptr, _IONBF, 0);
   const auto* bytes = reinterpret_cast<const uint8_t*>(header.data());
-  if (!WriteWhole(file.get(), {bytes, header.size()})) return ZO_STATUS_FILE_IO_ERROR;
+  if (!WriteWhole(file.get(), {bytes, header.size()})) {
+    return KeepFileError(dev, ZO_STATUS_FILE_IO_ERROR);
+  }
   *end = static_cast<int64_t>(header.size());
   return ZO_STATUS_OK;
 }
@@ -43,8 +45,7 @@ ZoStatus CreateRecording(const _ZoDev& dev, const char* path, File& file, int64_
 // Fills the beginning of the trailer line for the frame in hand.
 void StampTrailer(_ZoDev& dev, uint64_t now) ZO_HOLDS(*dev.fileLock) {
   FrameTrailer trailer{};
-  // A clock that was set back makes times repeat, not wrap.
-  trailer.timeOffset = now > dev.fileWriteStartTime ? now - dev.fileWriteStartTime : 0;
+  trailer.timeOffset = now - dev.fileWriteStartTime;
   trailer.frameNumber = ++dev.fileWriteFrameCount;
   ZoLib_Priv_GetLocalDateTime(&trailer.dateTime);
   PackTrailer(trailer,
@@ -69,7 +70,7 @@ void AppendRecord(_ZoDev& dev, const uint8_t* frame) ZO_HOLDS(*dev.fileLock) {
     dev.fileWriteEnd += RecordLayout(dev).record;
     return;
   }
-  dev.hostError = static_cast<uint32_t>(errno);  // kept, because this routine has no status
+  KeepFileError(dev, ZO_STATUS_FILE_IO_ERROR);  // because this routine has no status
   dev.fileWriteTorn = !CutAt(file, dev.fileWriteEnd);
   --dev.fileWriteFrameCount;  // numbers are consecutive
 }
@@ -158,8 +159,9 @@ ZoStatus ZoLib_FileWriteStop(_ZoDev* dev) {
   dev->filePassive = 0;
   dev->fileIsWritten = false;
   dev->fileWriteTrailer.reset();
+  if (dev->fileWriteTorn) CutAt(dev->fileStream.get(), dev->fileWriteEnd);
   const bool closed = std::fclose(dev->fileStream.release()) == 0;
-  return closed ? ZO_STATUS_OK : ZO_STATUS_FILE_IO_ERROR;
+  return KeepFileError(*dev, closed ? ZO_STATUS_OK : ZO_STATUS_FILE_IO_ERROR);
 }
 
 ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t length) {
@@ -171,8 +173,8 @@ ZoStatus ZoLib_FileWritePassiveAdd(_ZoDev* dev, const uint8_t* frame, uint32_t l
 void ZoLib_Priv_FileWriteFrame(_ZoDev* dev, const uint8_t* frame, uint64_t length) {
   if (dev == nullptr || frame == nullptr) return;
   if (InEofCallback(dev)) return;  // the calling thread holds the lock already
-  const uint64_t now = ZoLib_Priv_GetSysTime();
   const ScopedLock lock(*dev->fileLock);
+  const uint64_t now = SteadyTimeMs();  // the wall clock may be set between two frames
   if (!IsWriting(*dev)) return;
   if (dev->fileWriteStartTime == 0) dev->fileWriteStartTime = now;
   if (!IsFrameOfModel(*dev, frame, length)) return;

@@ -20,7 +20,6 @@ namespace {
 using zosim::CameraConfig;
 using zosim::Host;
 using zosim::Moment;
-using zosim::Step;
 
 constexpr char kFirstNode[] = "/dev/video0";
 
@@ -189,19 +188,6 @@ TEST_F(Enumeration, ChecksItsArguments) {
   EXPECT_EQ(dev, nullptr);
 }
 
-TEST_F(Enumeration, GivesEverythingBackWhenAnyStepOfAnOpenFails) {
-  const auto camera = Host().PlugCamera(Product(0x6110));
-  for (uint8_t selector : {1, 12}) {
-    camera->FailTransfer(selector, EIO);
-    ZoStatus status = 0;
-    const Handle dev = OpenNode(kFirstNode, &status);
-    EXPECT_EQ(status, selector == 1 ? 13 : 0) << "a camera without its clock still opens";
-  }
-  camera->FailStep(Step::kOpen, EINTR);
-  camera->FailStep(Step::kTransfer, EINTR, 0, 3);
-  EXPECT_NE(OpenNode(kFirstNode), nullptr) << "signals do not matter";
-}
-
 TEST_F(Enumeration, SetsTheClockOfOneProductOnly) {
   Host().PlugCamera(Product(0x6110));
   Host().PlugCamera(Product(0x6102));
@@ -345,14 +331,6 @@ TEST_F(OpenCommands, ReportWhatTheCameraReports) {
   EXPECT_EQ(ZoLib_GetSensorError(dev.get()), 0) << "cleared by the next command";
   camera->firmware().ScriptAnswer({0, 3, 0});
   EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 1);
-  for (uint8_t selector : {9, 10}) {
-    camera->FailTransfer(selector, EPIPE);
-    EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 13);
-    EXPECT_EQ(ZoLib_GetHostError(dev.get()), EPIPE);
-  }
-  camera->FailStep(Step::kTransfer, EINTR, 0, 5);
-  EXPECT_EQ(ZoLib_CommandRun(dev.get(), 1, 0), 0);
-  EXPECT_EQ(ZoLib_GetHostError(dev.get()) | ZoLib_GetFirmwareError(dev.get()), 0);
 }
 
 TEST_F(OpenCommands, EndWhenTheHandleIsInvalidatedOrTheCameraGoes) {

@@ -62,7 +62,7 @@
  * @par Errors
  * Operations on a camera or a file (commands, capture, writing, seeking, correction files) clear
  * the handle's error block first; after a failure it tells more of that operation:
- * ZoLib_GetHostError (13), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
+ * ZoLib_GetHostError (13, 23), ZoLib_GetFirmwareError (10), ZoLib_GetSensorError (11).
  */
 #ifndef ZOCAM_ZOCAM_H
 #define ZOCAM_ZOCAM_H

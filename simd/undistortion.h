@@ -75,23 +75,24 @@ I32s SumBlocks(const RemapRun& run, uint32_t width, const uint16_t* src, uint32_
 // Writes runs until one has a doubtful sum; returns that run, or end.
 const RemapRun* UndistortInFixedPoint(const RemapRun* run, const RemapRun* end, uint32_t width,
                                       const uint16_t* src, uint16_t* dst) {
-  using Quads = Vector<uint32_t, 4>;
   const auto distance = [](I32s sums) { return (sums & kFraction) - 2 * kMargin; };
   for (; run != end; ++run) {
     const I32s sums = SumBlocks(*run, width, src, 0);
 #ifdef __AVX2__
     if (AnyIsNegative(distance(sums))) break;
-    const auto even =
-        reinterpret_cast<Quads>(_mm256_castsi256_si128(reinterpret_cast<__m256i>(sums)));
-    const auto odd =
-        reinterpret_cast<Quads>(_mm256_extracti128_si256(reinterpret_cast<__m256i>(sums), 1));
+    const auto even = _mm256_castsi256_si128(reinterpret_cast<__m256i>(sums));
+    const auto odd = _mm256_extracti128_si256(reinterpret_cast<__m256i>(sums), 1);
+    constexpr int kOddWords = 0xAA;
+    Store(dst + run->first,
+          _mm_blend_epi16(_mm_srli_epi32(even, 14), _mm_slli_epi32(odd, 2), kOddWords));
 #else
     const I32s oddSums = SumBlocks(*run, width, src, 1);
     if (AnyIsNegative(distance(sums) | distance(oddSums))) break;
+    using Quads = Vector<uint32_t, 4>;
     const auto even = reinterpret_cast<Quads>(sums);
     const auto odd = reinterpret_cast<Quads>(oddSums);
-#endif
     Store(dst + run->first, (even >> 14) | ((odd >> 14) << 16));
+#endif
   }
   return run;
 }

@@ -152,6 +152,11 @@ std::optional<FrameRecord> VirtualCamera::FrameAt(uint32_t timeMs) const {
   return record;
 }
 
+void VirtualCamera::ForgetFrames() {
+  Lock lock(host_.mutex);
+  state_->frames.clear();
+}
+
 uint64_t VirtualCamera::FramesDelivered() const {
   Lock lock(host_.mutex);
   return state_->framesDelivered;

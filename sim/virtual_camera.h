@@ -105,6 +105,7 @@ class VirtualCamera {
   FrameRecord LastFrame() const;  // newest delivered; empty bytes before the first
   // A recent frame by its telemetry TIME; bytes only if it is the newest.
   std::optional<FrameRecord> FrameAt(uint32_t timeMs) const;
+  void ForgetFrames();  // those of LastFrame and FrameAt: a long run need not keep thousands
   uint64_t FramesDelivered() const;
   uint64_t FramesLost() const;  // came while no buffer was queued
   bool Streaming() const;

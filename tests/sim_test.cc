@@ -18,6 +18,7 @@
 #include <fstream>
 #include <thread>
 
+#include "sim/model/frame_stamp.h"
 #include "sim/model/sensor_counts.h"
 #include "sim/virtual_host.h"
 
@@ -221,6 +222,28 @@ TEST(VirtualFrames, StartUpInverseHoldsFarFromAmbient) {
   ASSERT_TRUE(counts.startUp());
   for (int kelvin = 230; kelvin < 420; ++kelvin) {
     EXPECT_NEAR(KelvinOfCount(counts.CountFor(kelvin), telemetry, 9), kelvin, 0.05);
+  }
+}
+
+TEST(VirtualFrames, ProveWhatTheyAreWhenStamped) {
+  for (uint16_t product : {0x6101, 0x6103, 0x6120}) {
+    zosim::CameraModel plain({.productId = product});
+    zosim::CameraModel stamped({.productId = product, .serialNumber = 7, .stampsFrames = true});
+    Bytes frame(plain.product().FrameBytes()), other(frame.size());
+    stamped.SkipNext(1.0);
+    plain.SkipNext(1.0);
+    stamped.RenderNext(1.0, frame);
+    plain.RenderNext(1.0, other);
+    EXPECT_TRUE(std::equal(frame.begin(), frame.end() - 24, other.begin())) << "nothing else";
+    const auto stamp = zosim::ReadStamp(frame);
+    ASSERT_TRUE(stamp);
+    EXPECT_EQ(stamp->camera, 7);
+    EXPECT_EQ(stamp->number, 1);
+    for (size_t at = 0; at < frame.size(); at += 13) {
+      frame[at] ^= 1;
+      EXPECT_FALSE(zosim::ReadStamp(frame)) << at;
+      frame[at] ^= 1;
+    }
   }
 }
 

@@ -26,6 +26,7 @@ struct CameraConfig {
   uint16_t stretchFlag = 0;     // telemetry word at 330
   double noiseKelvin = 0.0;     // standard deviation of the sensor noise
   uint64_t noiseSeed = 1;
+  bool stampsFrames = false;  // see frame_stamp.h
 
   // What the host's corrections take away. Off by default, so that a frame means the scene without
   // any correction; the cameras of zocam-sim have what their product has.

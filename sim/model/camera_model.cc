@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "sim/model/border_fall_off.h"
+#include "sim/model/frame_stamp.h"
 #include "sim/model/reflections.h"
 
 namespace zosim {
@@ -89,6 +90,7 @@ Telemetry CameraModel::RenderNext(double rate, std::span<uint8_t> frame) {
   if (product_.referenceStrip) {
     WriteBodyReadings(product_, BodyKelvin(telemetry), frame.subspan(product_.ImageBytes()));
   }
+  if (config_.stampsFrames) WriteStamp(config_.serialNumber, nextNumber_, frame);
   ++nextNumber_;
   nextTimeMs_ += 1000.0 / rate;
   return telemetry;

@@ -83,7 +83,7 @@ void ExpectSameFilteredNoise(const Image& image, Size size, int threshold) {
 
 constexpr int kThresholds[] = {1, 2, 50, 150, 300, 448, 449, 482, 70000, 0, -7, INT32_MAX};
 
-TEST(SimdNoiseFilter, IsScalarAtEverySmallSize) {
+TEST(FasterNoiseFilter, IsScalarAtEverySmallSize) {
   std::mt19937 random(1);
   ForEachSmallSize([&](Size size) {
     const int threshold = kThresholds[random() % std::size(kThresholds)];
@@ -92,7 +92,7 @@ TEST(SimdNoiseFilter, IsScalarAtEverySmallSize) {
   });
 }
 
-TEST(SimdNoiseFilter, IsScalarForEveryKindOfImageAndThreshold) {
+TEST(FasterNoiseFilter, IsScalarForEveryKindOfImageAndThreshold) {
   std::mt19937 random(2);
   for (const Size size : {Size{80, 60}, Size{41, 33}, Size{4096, 3}, Size{4097, 3}}) {
     for (const int threshold : kThresholds) {
@@ -104,7 +104,7 @@ TEST(SimdNoiseFilter, IsScalarForEveryKindOfImageAndThreshold) {
 }
 
 // Every weighted sum of each set of neighbours, nearly.
-TEST(SimdNoiseFilter, DividesEverySum) {
+TEST(FasterNoiseFilter, DividesEverySum) {
   std::mt19937 random(3);
   constexpr Size kSize = {67, 500};
   for (const int threshold : {50, 150, 448}) {
@@ -130,7 +130,7 @@ void ExpectSameUndistorted(Undistortion& lens, const Image& image) {
   }
 }
 
-TEST(SimdUndistortion, IsScalarAtEverySmallSize) {
+TEST(FasterUndistortion, IsScalarAtEverySmallSize) {
   std::mt19937 random(4);
   ForEachSmallSize([&](Size size) {
     // The identity, one whose border is left as it is, the cameras', and the strongest.
@@ -145,7 +145,7 @@ TEST(SimdUndistortion, IsScalarAtEverySmallSize) {
   });
 }
 
-TEST(SimdUndistortion, IsScalarForEveryKindOfImage) {
+TEST(FasterUndistortion, IsScalarForEveryKindOfImage) {
   std::mt19937 random(5);
   constexpr Size kSize = {160, 120};
   for (const double strength : {0.0, 0.1, 0.6, 0.7, 1.0, 7.5, 160.0}) {

@@ -53,7 +53,7 @@ void CompareLevels(const Image& image, Map map) {
   });
 }
 
-TEST(SimdStatistics, CountTheSamePixels) {
+TEST(FasterStatistics, CountTheSamePixels) {
   std::mt19937 random(2);
   ForImages([&](const Image& image, uint32_t width) {
     std::vector<uint32_t> weights(image.size());
@@ -98,7 +98,7 @@ TEST(SimdStatistics, CountTheSamePixels) {
   });
 }
 
-TEST(SimdStatistics, CountImagesOfMorePixelsThanSmallCountersHold) {
+TEST(FasterStatistics, CountImagesOfMorePixelsThanSmallCountersHold) {
   const Image image(640 * 2048, 3000);
   AtEachLevel([&](const StageTable& stages) {
     BinCounts counts{};
@@ -107,7 +107,7 @@ TEST(SimdStatistics, CountImagesOfMorePixelsThanSmallCountersHold) {
   });
 }
 
-TEST(SimdStatistics, FindEveryValueOfEveryBlockRangeInItsBin) {
+TEST(FasterStatistics, FindEveryValueOfEveryBlockRangeInItsBin) {
   const Image image = EveryValue();
   for (uint32_t blocks = 1; blocks <= 64; ++blocks) {
     const BinRange range{0, blocks * 1024, blocks * 1024};
@@ -121,7 +121,7 @@ TEST(SimdStatistics, FindEveryValueOfEveryBlockRangeInItsBin) {
   }
 }
 
-TEST(SimdGains, MapTheSameLevels) {
+TEST(FasterGains, MapTheSameLevels) {
   std::mt19937 random(3);
   ForImages([&](const Image& image, uint32_t) {
     const auto value = [&] { return static_cast<uint16_t>(random() >> random() % 17); };
@@ -157,7 +157,7 @@ TEST(SimdGains, MapTheSameLevels) {
   });
 }
 
-TEST(SimdGains, MapEveryValueOfManyRangesLinearly) {
+TEST(FasterGains, MapEveryValueOfManyRangesLinearly) {
   const Image image = EveryValue();
   for (uint32_t span = 1; span < 65536; span += 1 + span / 40) {
     CompareLevels(image, [&](const StageTable& stages, std::span<uint16_t> levels) {
@@ -166,7 +166,7 @@ TEST(SimdGains, MapEveryValueOfManyRangesLinearly) {
   }
 }
 
-TEST(SimdGains, MapTheSameSegments) {
+TEST(FasterGains, MapTheSameSegments) {
   std::mt19937 random(4);
   ForImages([&](const Image& image, uint32_t width) {
     const Extremes found{*std::ranges::min_element(image), *std::ranges::max_element(image)};
@@ -197,7 +197,7 @@ TEST(SimdGains, MapTheSameSegments) {
   });
 }
 
-TEST(SimdGains, MapEveryValueOfEveryBlockRangeBySegments) {
+TEST(FasterGains, MapEveryValueOfEveryBlockRangeBySegments) {
   const Image image = EveryValue();
   std::mt19937 random(7);
   for (uint32_t blocks = 1; blocks <= 64; ++blocks) {
@@ -209,10 +209,14 @@ TEST(SimdGains, MapEveryValueOfEveryBlockRangeBySegments) {
   }
 }
 
-TEST(SimdPainters, PaintTheSamePixels) {
-  constexpr std::pair<Painter PainterTable::*, std::size_t> kLayouts[] = {
-      {&PainterTable::gray8, 1}, {&PainterTable::bgr24, 3}, {&PainterTable::rgb24, 3},
-      {&PainterTable::bgr32, 4}, {&PainterTable::rgb32, 4}, {&PainterTable::rgb565, 2}};
+TEST(FasterPainters, PaintTheSamePixels) {
+  struct Layout {
+    Painter PainterTable::*painter;
+    std::size_t bytes;
+  };
+  constexpr Layout kLayouts[] = {{&PainterTable::gray8, 1}, {&PainterTable::bgr24, 3},
+                                 {&PainterTable::rgb24, 3}, {&PainterTable::bgr32, 4},
+                                 {&PainterTable::rgb32, 4}, {&PainterTable::rgb565, 2}};
   std::mt19937 random(5);
   Palette anyColours;
   for (uint32_t& colour : anyColours) colour = random() & 0xFFFFFF;
@@ -220,7 +224,9 @@ TEST(SimdPainters, PaintTheSamePixels) {
                                      &PaletteFor(Colours::kGrey, Gain::kLinear)};
   for (std::size_t count = 0; count <= 1400; count += count < 140 ? 1 : 61) {
     const Image levels = RandomImage(random, count, 0, 1023);
-    for (const auto& [painter, bytes] : kLayouts) {
+    for (const Layout& layout : kLayouts) {
+      const auto painter = layout.painter;
+      const std::size_t bytes = layout.bytes;
       for (const Palette* palette : palettes) {
         std::vector<uint8_t> expected(count * bytes);
         (ScalarStages().painters->*painter)(levels, *palette, expected.data());
@@ -235,7 +241,7 @@ TEST(SimdPainters, PaintTheSamePixels) {
   }
 }
 
-TEST(SimdMagnifier, MakesTheSameBlocks) {
+TEST(FasterMagnifier, MakesTheSameBlocks) {
   std::mt19937 random(6);
   const auto check = [&](uint32_t width, uint32_t height, uint32_t bytes) {
     const uint32_t margin = random() % 2 == 0 ? 0 : random() % width;

@@ -71,10 +71,12 @@ class StreamSetup {
     const int fd = dev_.deviceFd;
     const uint32_t lines = dev_.frameHeight + dev_.footerLines;
     if (const int error = v4l2::SetFormat(fd, dev_.frameWidth, lines); error != EBUSY) return error;
-    // Either another handle streams, whose stream the driver does not let this one touch, or an
-    // earlier stop of this handle's was refused.
+    // Either another handle streams, whose stream the driver does not let this one touch (buffers
+    // belong to the descriptor that requested them), or an earlier stop of this handle's was
+    // refused.
+    uint32_t none = 0;
     v4l2::StreamOff(fd);
-    v4l2::RequestBuffers(fd, 0, &granted_);
+    v4l2::RequestBuffers(fd, 0, &none);
     return v4l2::SetFormat(fd, dev_.frameWidth, lines);
   }
 

@@ -32,6 +32,12 @@ void ReadClock(BreakDown breakDown, DateTime16* time) {
   *time = FromCalendar(calendar, static_cast<uint16_t>(now.tv_nsec / 1'000'000));
 }
 
+uint64_t MillisecondsOf(clockid_t clock) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1'000'000;
+}
+
 }  // namespace
 
 void ZoLib_Priv_Sleep(uint32_t ms) {
@@ -50,11 +56,8 @@ uint64_t ZoLib_Priv_GetSysTime(void) {
   return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_usec) / 1000;
 }
 
-uint64_t SteadyTimeMs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1'000'000;
-}
+uint64_t SteadyTimeMs() { return MillisecondsOf(CLOCK_MONOTONIC); }
+uint64_t SteadyTimeWithSleepMs() { return MillisecondsOf(CLOCK_BOOTTIME); }
 
 void ZoLib_Priv_GetLocalDateTime(DateTime16* time) { ReadClock(localtime_r, time); }
 void ZoLib_Priv_GetSysDateTime(DateTime16* time) { ReadClock(gmtime_r, time); }

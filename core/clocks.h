@@ -20,7 +20,9 @@ ZO_API void ZoLib_Priv_GetSysDateTime(DateTime16* time);
 ZO_API void ZoLib_Priv_SysTimeToLocalTime(const DateTime16* utc, DateTime16* local);
 }
 
-// Milliseconds of a clock that nobody sets, for intervals.
+// Milliseconds of clocks that nobody sets, for intervals: one that stands still while the machine
+// sleeps, and one that does not.
 uint64_t SteadyTimeMs();
+uint64_t SteadyTimeWithSleepMs();
 
 #endif

@@ -176,7 +176,7 @@ struct _ZoDev {
   uint32_t circumferenceCorrectionSupported = 0;
   SharedField<uint32_t> noiseFilter = 1;
   SharedField<uint16_t> noiseFilterThreshold = uint16_t{50};
-  uint32_t colorizeByRaw ZO_GUARDED_BY(*decodeLock) = 0;  // decodeLock
+  uint32_t colorizeByRaw ZO_GUARDED_BY(*decodeLock) = 0;
   TempDecoder tempDecoder = nullptr;
   uint16_t refTempRegion = 0;
   uint8_t telemetryRevision = 0;
@@ -226,9 +226,10 @@ struct _ZoDev {
   bool fileIsWritten = false;  // it is written
   bool isFileHandle = false;   // the handle plays a recording; set when it is opened
   SharedField<uint32_t> filePassive;
-  bool fileWriteTorn ZO_GUARDED_BY(*fileLock) = false;       // something stands behind fileWriteEnd
-  int64_t fileWriteEnd ZO_GUARDED_BY(*fileLock) = 0;         // behind the last whole record
-  uint64_t fileWriteStartTime ZO_GUARDED_BY(*fileLock) = 0;  // of SteadyTimeMs; 0: no frame yet
+  bool fileWriteTorn ZO_GUARDED_BY(*fileLock) = false;  // something stands behind fileWriteEnd
+  int64_t fileWriteEnd ZO_GUARDED_BY(*fileLock) = 0;    // behind the last whole record
+  uint64_t fileWriteStartTime ZO_GUARDED_BY(*fileLock) =
+      0;  // of SteadyTimeWithSleepMs; 0: no frame yet
   uint32_t fileWriteFrameCount ZO_GUARDED_BY(*fileLock) = 0;
   MallocPtr<uint8_t[]> fileWriteTrailer ZO_GUARDED_BY(*fileLock);
   int64_t fileDataStart = 0;   // first record
@@ -243,7 +244,7 @@ struct _ZoDev {
   bool playbackAtRest ZO_GUARDED_BY(*fileLock) =
       false;  // the thread waits at the end of the file, or has ended
   bool fileScanning ZO_GUARDED_BY(*fileLock) =
-      false;  // a scan owns the file position; whoever needs it waits
+      false;  // a scan reads the file; whoever moves or closes it waits
   SharedField<uint32_t> fileReadEOF;
   SharedField<uint32_t> fileError;
   FrameTrailer fileReadTrailer ZO_GUARDED_BY(*fileLock){};  // of the record last read

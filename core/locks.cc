@@ -28,20 +28,6 @@ bool HasPassed(clockid_t clock, const timespec& deadline) {
                                        : now.tv_nsec >= deadline.tv_nsec;
 }
 
-// Waits in slices of a clock that nobody sets, and looks at the wall clock between them: a thread
-// that slept until a time on the wall clock would sleep on for as long as it is set back.
-int WaitUntilTimeout(pthread_cond_t* condition, pthread_mutex_t* mutex, unsigned timeoutMs) {
-  const timespec wallDeadline = DeadlineAfter(CLOCK_REALTIME, timeoutMs);
-  while (true) {
-    const unsigned sliceMs = std::min(timeoutMs, kLongestSliceMs);
-    const timespec deadline = DeadlineAfter(CLOCK_MONOTONIC, sliceMs);
-    const int result = pthread_cond_clockwait(condition, mutex, CLOCK_MONOTONIC, &deadline);
-    timeoutMs -= sliceMs;
-    if (result != ETIMEDOUT || timeoutMs == 0) return result;
-    if (HasPassed(CLOCK_REALTIME, wallDeadline)) return result;
-  }
-}
-
 }  // namespace
 
 PMutex::~PMutex() = default;
@@ -62,6 +48,22 @@ PInProcCond::~PInProcCond() {
   pthread_cond_destroy(&condition_);
 }
 
+// Waits in slices of a clock that nobody sets, and looks at the wall clock between them: a thread
+// that slept until a time on the wall clock would sleep on for as long as it is set back.
+int PInProcCond::WaitUntilTimeout(unsigned timeoutMs) {
+  const timespec wallDeadline = DeadlineAfter(CLOCK_REALTIME, timeoutMs);
+  const uint32_t wakeUpsBefore = wakeUps_;
+  while (true) {
+    const unsigned sliceMs = std::min(timeoutMs, kLongestSliceMs);
+    const timespec deadline = DeadlineAfter(CLOCK_MONOTONIC, sliceMs);
+    const int result = pthread_cond_clockwait(&condition_, &internal_, CLOCK_MONOTONIC, &deadline);
+    timeoutMs -= sliceMs;
+    if (result != ETIMEDOUT || timeoutMs == 0) return result;
+    if (wakeUps_ != wakeUpsBefore) return 0;  // just as the slice ended
+    if (HasPassed(CLOCK_REALTIME, wallDeadline)) return result;
+  }
+}
+
 uint32_t PInProcCond::Wait(PMutex* mutex, unsigned timeoutMs) {
   const auto addWaiters = [this](int32_t change) {
     const ScopedLock lock(waitersMutex_);
@@ -70,7 +72,7 @@ uint32_t PInProcCond::Wait(PMutex* mutex, unsigned timeoutMs) {
   addWaiters(+1);
   pthread_mutex_lock(&internal_);
   mutex->Unlock();
-  const int result = WaitUntilTimeout(&condition_, &internal_, timeoutMs);
+  const int result = WaitUntilTimeout(timeoutMs);
   pthread_mutex_unlock(&internal_);
   addWaiters(-1);
   mutex->Lock();
@@ -83,6 +85,7 @@ void PInProcCond::NotifyAll() {
     if (waiters_ == 0) return;
   }
   pthread_mutex_lock(&internal_);
+  ++wakeUps_;
   pthread_cond_broadcast(&condition_);
   pthread_mutex_unlock(&internal_);
 }

@@ -57,12 +57,15 @@ class ZO_API PInProcCond : public PCond {
   void NotifyAll() override;
 
  private:
-  PInProcMutex waitersMutex_;
+  int WaitUntilTimeout(unsigned timeoutMs);
+
   // Threads inside Wait; lets NotifyAll skip an idle broadcast.
   int32_t waiters_ ZO_GUARDED_BY(waitersMutex_) = 0;
-  pthread_mutex_t
-      internal_;  // held from before the caller's mutex is let go, so no wake-up is lost
+  PInProcMutex waitersMutex_;
+  // Held from before the caller's mutex is let go, so no wake-up is lost.
+  pthread_mutex_t internal_;
   pthread_cond_t condition_;
+  uint32_t wakeUps_ = 0;  // broadcasts so far; under internal_
 };
 
 // Holds a mutex for a scope.

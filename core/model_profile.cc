@@ -113,7 +113,7 @@ void ZoLib_Priv_SetFrameSpecByVIDPID(_ZoDev* dev) ZO_UNCHECKED {
   dev->workImage = AllocateZeroed<uint16_t>(dev->pixelCount);
   dev->agcMask = AllocateZeroed<uint32_t>(dev->pixelCount);
   if (dev->agcMask) std::fill_n(dev->agcMask.get(), dev->pixelCount, 1U);
-  dev->agcMaskIsFull = 1;
+  dev->agcMaskIsFull = true;
 }
 
 bool ProfileIsComplete(const _ZoDev& dev) ZO_UNCHECKED {

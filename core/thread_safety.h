@@ -13,9 +13,8 @@
 #define ZO_LOCK ZO_THREAD_SAFETY(capability("mutex"))
 #define ZO_SCOPED_LOCK ZO_THREAD_SAFETY(scoped_lockable)
 
-// Of fields: the lock to hold while the field, or what it points to, is used.
+// Of fields: the lock to hold while the field is used.
 #define ZO_GUARDED_BY(lock) ZO_THREAD_SAFETY(guarded_by(lock))
-#define ZO_POINTEE_GUARDED_BY(lock) ZO_THREAD_SAFETY(pt_guarded_by(lock))
 
 // Of functions: the lock that the caller holds; that it takes; that it lets go.
 #define ZO_HOLDS(lock) ZO_THREAD_SAFETY(requires_capability(lock))

@@ -5,6 +5,8 @@
 
 #include <cerrno>
 
+static_assert(sizeof(off_t) == 8, "build with _FILE_OFFSET_BITS=64");
+
 namespace {
 
 // Goes on where a signal interrupted a transfer. errno stays 0 when a short count gives no reason.

@@ -13,7 +13,7 @@
 enum class ReadResult { kWhole, kEndOfFile, kFailed };
 
 ReadResult ReadWhole(std::FILE* file, std::span<uint8_t> bytes);
-// Reads from any place past the stream, which keeps its position and its buffer.
+// Reads from any place around the stream, which keeps its position and its buffer.
 ReadResult ReadAt(std::FILE* file, int64_t position, std::span<uint8_t> bytes);
 bool WriteWhole(std::FILE* file, std::span<const uint8_t> bytes);
 bool MoveTo(std::FILE* file, int64_t position);

@@ -60,7 +60,7 @@ class PlaybackAtRest {
 // Copies the mask, which may change during a scan; leaves it out while every pixel counts.
 ZoStatus CopyMask(_ZoDev* dev, MallocPtr<uint32_t[]>& mask) {
   const ScopedLock lock(*dev->decodeLock);
-  if (dev->agcMaskIsFull != 0) return ZO_STATUS_OK;
+  if (dev->agcMaskIsFull) return ZO_STATUS_OK;
   mask = AllocateZeroed<uint32_t>(dev->pixelCount);
   if (!mask) return ZO_STATUS_NO_MEMORY;
   std::copy_n(dev->agcMask.get(), dev->pixelCount, mask.get());

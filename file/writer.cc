@@ -174,7 +174,7 @@ void ZoLib_Priv_FileWriteFrame(_ZoDev* dev, const uint8_t* frame, uint64_t lengt
   if (dev == nullptr || frame == nullptr) return;
   if (InEofCallback(dev)) return;  // the calling thread holds the lock already
   const ScopedLock lock(*dev->fileLock);
-  const uint64_t now = SteadyTimeMs();  // the wall clock may be set between two frames
+  const uint64_t now = SteadyTimeWithSleepMs();  // the wall clock may be set between two frames
   if (!IsWriting(*dev)) return;
   if (dev->fileWriteStartTime == 0) dev->fileWriteStartTime = now;
   if (!IsFrameOfModel(*dev, frame, length)) return;

@@ -26,9 +26,8 @@ ZoStatus ZoLib_SetAGCROIMask(_ZoDev* dev, const uint32_t* mask) {
   if (zeros == weights.size()) return ZO_STATUS_INVALID_VALUE;
   const ScopedLock lock(*dev->decodeLock);
   if (!dev->agcMask) return ZO_STATUS_NO_MEMORY;
-  dev->agcMaskIsFull = 0;  // not while the mask changes: a scan may look at any time
   std::ranges::copy(weights, dev->agcMask.get());
-  dev->agcMaskIsFull = zeros == 0 ? 1 : 0;
+  dev->agcMaskIsFull = zeros == 0;
   return ZO_STATUS_OK;
 }
 

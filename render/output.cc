@@ -40,7 +40,7 @@ std::span<uint16_t> GainImageOf(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
 
 CountedPixels CountedPixelsOf(const _ZoDev& dev) ZO_HOLDS(*dev.decodeLock) {
   CountedPixels counted{{}, dev.frameWidth, dev.refTempRegion};
-  if (dev.agcMaskIsFull == 0) counted.weights = {dev.agcMask.get(), dev.pixelCount};
+  if (!dev.agcMaskIsFull) counted.weights = {dev.agcMask.get(), dev.pixelCount};
   return counted;
 }
 

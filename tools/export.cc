@@ -195,11 +195,21 @@ class Export {
       if (planned == PlannedFrame::kTake) lastTime_ = frame->Stamp()->timeOffset;
       if (planned == PlannedFrame::kTakeMisfit) ++misfits_;
       if (seen_++ % options_.every != 0) continue;
-      workers.Add(Begin(std::move(*frame)));
+      workers.Add(BeginAfterOthers(std::move(*frame), workers));
       while (workers.IsFull()) Take(*workers.Take());
     }
     TakeAll(workers);
     return !damaged_;
+  }
+
+  // What fails here shows after the frames before it.
+  std::unique_ptr<FrameJob> BeginAfterOthers(zocam::FrameCopy source, FrameWorkers& workers) {
+    try {
+      return Begin(std::move(source));
+    } catch (...) {
+      TakeAll(workers);
+      throw;
+    }
   }
 
   uint32_t JobCount() const {
@@ -232,18 +242,15 @@ class Export {
     job->frame.position = Position();
     job->frame.quantity = quantity_;
     if (!decoders_.empty()) return job;
-    try {
-      options_.decoding.FollowResolution(film_, job->source);
-      job->hasTemperatures = DecodeTemperatures(job->source, job->frame.image);
-      if (job->hasTemperatures && ShowsPictures()) job->frame.picture = PictureOf(job->source);
-    } catch (...) {
-      job->failure = std::current_exception();
-    }
+    options_.decoding.FollowResolution(film_, job->source);
+    job->hasTemperatures = DecodeTemperatures(job->source, job->frame.image);
+    if (job->hasTemperatures && ShowsPictures()) job->frame.picture = PictureOf(job->source);
     return job;
   }
 
   Picture PictureOf(const zocam::Frame& frame) {
-    if (!std::exchange(picturesPrepared_, true)) PreparePictures(frame);
+    if (!picturesPrepared_) PreparePictures(frame);
+    picturesPrepared_ = true;
     return pictures_.Render(frame);
   }
 
@@ -370,7 +377,7 @@ void AddExportCommand(CLI::App& app, Action& action) {
       ->check(CLI::Validator(CheckRate, ""))
       ->type_name("N");
   command->add_option("-j,--jobs", options->jobs, "threads that work at once (one for each core)")
-      ->check(CLI::Range(1, 1024).description(""))
+      ->check(CLI::Range(1, 256).description(""))
       ->type_name("N");
   command->callback([command, &action, options] {
     for (const char* name : {"--format", "--gain", "--range", "--scale", "--no-bar"})

@@ -85,7 +85,6 @@ void FrameWorkers::Run(uint32_t worker) {
 }
 
 void FrameWorkers::DoWork(uint32_t worker, FrameJob& job) const {
-  if (job.failure) return;
   try {
     work_(worker, job);
   } catch (...) {

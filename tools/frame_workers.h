@@ -29,7 +29,7 @@ class FrameWorkers {
   using Work = std::function<void(uint32_t worker, FrameJob& job)>;
 
   // With one thread, or when no more can be made, the calling one does the work. Signals go to the
-  // calling thread, whose waits they end.
+  // calling thread, whose polls they end.
   FrameWorkers(uint32_t threads, Work work);
   // Lets the frames in work be finished, and drops the others.
   ~FrameWorkers();
@@ -40,9 +40,9 @@ class FrameWorkers {
   uint32_t Count() const { return static_cast<uint32_t>(threads_.size()); }
 
   void Add(std::unique_ptr<FrameJob> job);
+  bool IsEmpty() const { return order_.empty(); }
   // Frames not yet taken: one for each worker and a few that wait for their turn. Enlarged pictures
   // take megabytes each.
-  bool IsEmpty() const { return order_.empty(); }
   bool IsFull() const {
     return order_.size() > (threads_.empty() ? 0 : threads_.size() + kMostWaiting);
   }

@@ -80,7 +80,8 @@ struct Session {
   void Check(ZoStatus status, const char* action) const {
     if (status == ZO_STATUS_OK) return;
     int32_t reason = 0;
-    if (status == ZO_STATUS_V4L2_ERROR) reason = static_cast<int32_t>(ZoLib_GetHostError(handle));
+    if (status == ZO_STATUS_V4L2_ERROR || status == ZO_STATUS_FILE_IO_ERROR)
+      reason = static_cast<int32_t>(ZoLib_GetHostError(handle));
     if (status == ZO_STATUS_FIRMWARE_ERROR) reason = ZoLib_GetFirmwareError(handle);
     if (status == ZO_STATUS_SENSOR_ERROR) reason = ZoLib_GetSensorError(handle);
     throw Error(status, label + ": " + action, reason);

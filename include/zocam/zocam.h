@@ -784,7 +784,8 @@ ZO_API uint32_t ZoLib_GetFileReadPaused(_ZoDev* dev);
 ZO_API uint32_t ZoLib_GetFileReadEOF(_ZoDev* dev);
 
 /** Status of the failure of reading or seeking that ended playback; 0 when there was none. Stays
- * until the next start. Thread: handle. */
+ * until the next start; the errno behind a 23 stays in ZoLib_GetHostError until the next operation
+ * that has one. Thread: handle. */
 ZO_API uint32_t ZoLib_GetFileError(_ZoDev* dev);
 
 /** Playback speed factor; default 1.0, 0.0 = as fast as possible. Thread: handle. */

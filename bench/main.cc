@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
 #endif
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
+  const std::size_t matched = benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
-  return 0;
+  return matched > 0 ? 0 : 1;
 }

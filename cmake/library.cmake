@@ -14,7 +14,7 @@ set(ZOCAM_SOURCES
   file/seek.cc file/stream_io.cc file/time_based_gain.cc file/writer.cc
   render/auto_gain.cc render/formats.cc render/frame_statistics.cc render/gain_settings.cc render/grey_expansion.cc
   render/magnify.cc render/manual_gain.cc render/output.cc render/paint.cc render/palettes.cc
-  simd/avx2.cc simd/baseline.cc simd/stage_table.cc)
+  simd/baseline.cc simd/stage_table.cc simd/avx2.cc)  # last: see simd/stage_table.h
 
 # Only what the level's table points to may run these instructions (see simd/stage_table.h).
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")

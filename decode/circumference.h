@@ -17,7 +17,7 @@ double CircumferenceFactor(const Footer& footer, uint8_t revision, uint32_t corr
 
 namespace scalar {
 // Adds table x factor to each big-endian word of an image of that width; the result lies in 0 to
-// 65535.
+// 65535. The table is as FillCircumferenceTable makes it; words and out lie apart.
 void CorrectCircumference(std::span<const uint8_t> words, std::span<const double> table,
                           uint32_t width, double factor, std::span<uint8_t> out);
 }  // namespace scalar

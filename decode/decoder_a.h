@@ -57,7 +57,7 @@ void ConvertCounts(const SensorModel& model, std::span<const uint8_t> counts,
                    std::span<uint16_t> out, bool upsideDown);
 
 // Corrects each temperature of an image in 1/100 K for a protective window, given the sensor
-// temperature in kelvin.
+// temperature in kelvin. image and out lie apart.
 void CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> out,
                            double sensorKelvin);
 }  // namespace scalar

@@ -60,7 +60,7 @@ class LensModel {
   // Blocks that would reach over the border are left as they are.
   static bool IsOutside(double place, int32_t size) {
     const double pixel = std::trunc(place);
-    return pixel < 1 || pixel >= size - 1;
+    return !(pixel >= 1 && pixel < size - 1);  // nor is what a tiny strength makes a place
   }
 
   static double RoundHalfUp(double place) {

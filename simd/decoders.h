@@ -7,6 +7,7 @@
 #include "decode/decoder_b.h"
 #include "decode/decoder_d.h"
 #include "decode/window_correction.h"
+#include "simd/extremes.h"
 #include "simd/image_words.h"
 #include "simd/lanes.h"
 #include "simd/word_lanes.h"
@@ -54,20 +55,21 @@ void LookUp(const uint16_t* table, uint32_t low, const uint16_t* in, uint16_t* o
             std::size_t count) {
   // Reckoned as a number, because the place of value 0 lies outside the table.
   const auto origin = reinterpret_cast<uintptr_t>(table) - sizeof(uint16_t) * low;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   const auto* entries = reinterpret_cast<const uint16_t*>(origin);
   ForEachIndex(count, [&](std::size_t k) { out[k] = entries[in[k]]; });
 }
 
-// Decodes an image whose values lie in range; in and out may be the same. count is at least
+// Decodes an image whose values have these extremes; in and out may be the same. count is at least
 // kDoubles.
 template <class Decoder, class Writer>
-void DecodeValues(const Decoder& decoder, Writer& writer, ValueRange range, const uint16_t* in,
-                  uint16_t* out, std::size_t count) {
-  const std::size_t values = range.high - range.low + 1;
+void DecodeValues(const Decoder& decoder, Writer& writer, zocam::Extremes extremes,
+                  const uint16_t* in, uint16_t* out, std::size_t count) {
+  const std::size_t values = std::size_t{extremes.max} - extremes.min + 1;
   if (values <= count / 2 && values <= kMostTableValues) {
     uint16_t table[kMostTableValues + kDoubles];
-    FillTable(decoder, writer, range.low, values, table);
-    LookUp(table, range.low, in, out, count);
+    FillTable(decoder, writer, extremes.min, values, table);
+    LookUp(table, extremes.min, in, out, count);
     return;
   }
   std::size_t k = 0;
@@ -85,14 +87,14 @@ template <class Decoder, class Writer>
 void DecodeWords(const Decoder& decoder, Writer& writer, const uint8_t* words, uint16_t* out,
                  std::size_t count, bool upsideDown) {
   auto* bytes = reinterpret_cast<uint8_t*>(out);
-  RangeFinder range;
-  const auto see = [&range](U16s values) { range.Add(values); };
+  RunningExtremes extremes;
+  const auto see = [&extremes](U16s values) { extremes.Widen(values); };
   if (upsideDown) {
     CopyWords<true>(words, bytes, count, see);
   } else {
     CopyWords<false>(words, bytes, count, see);
   }
-  DecodeValues(decoder, writer, range.Get(), out, out, count);
+  DecodeValues(decoder, writer, extremes.Get(), out, out, count);
 }
 
 // Decoder A
@@ -168,10 +170,10 @@ void CorrectWindowOfCounts(std::span<const uint16_t> image, std::span<uint16_t> 
                            double sensorKelvin) {
   const std::size_t count = image.size();
   if (count >= kWords) {
-    RangeFinder range;
-    ForEachVector(count, [&](std::size_t k) { range.Add(Load<U16s>(image.data() + k)); });
+    RunningExtremes extremes;
+    extremes.Widen(image.data(), count);
     Low16Writer writer;
-    DecodeValues(CountsWindow{WindowFit(sensorKelvin)}, writer, range.Get(), image.data(),
+    DecodeValues(CountsWindow{WindowFit(sensorKelvin)}, writer, extremes.Get(), image.data(),
                  out.data(), count);
     if (writer.WereAllWritten()) return;
   }

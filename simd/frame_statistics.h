@@ -3,15 +3,15 @@
 #define ZOCAM_SIMD_FRAME_STATISTICS_H
 
 #include "render/frame_statistics.h"
-#include "simd/word_lanes.h"
+#include "simd/extremes.h"
 
 namespace simd {
-namespace {  // the members of classes, too, stay in this level
+namespace {
 
 // Calls visit(values, count) for runs that hold the counted pixels in order.
 template <class Visit>
-static inline void ForEachCountedRun(std::span<const uint16_t> image,
-                                     const zocam::CountedPixels& counted, Visit visit) {
+void ForEachCountedRun(std::span<const uint16_t> image, const zocam::CountedPixels& counted,
+                       Visit visit) {
   const std::size_t width = counted.width;
   if (width == 0 || counted.skippedColumns >= width) return;
   const std::size_t lines = image.size() / width;
@@ -40,69 +40,8 @@ static inline void ForEachCountedRun(std::span<const uint16_t> image,
   }
 }
 
-// Extremes that widen by runs of values. Signed, because SSE2 compares no unsigned words.
-class RunningExtremes {
- public:
-  explicit RunningExtremes(zocam::Extremes extremes) {
-    for (Lanes& part : parts_) {
-      part.min += Ordered(extremes.min);
-      part.max += Ordered(extremes.max);
-    }
-  }
-
-  void Widen(const uint16_t* values, std::size_t count) {
-    if (count < kWords) {
-      for (std::size_t i = 0; i < count; ++i) {
-        parts_[0].Widen(I16s{} + Ordered(values[i]));
-      }
-      return;
-    }
-    Lanes even = parts_[0];
-    Lanes odd = parts_[1];
-    std::size_t i = 0;
-    for (; i + 2 * kWords <= count; i += 2 * kWords) {
-      even.Widen(Ordered(values + i));
-      odd.Widen(Ordered(values + i + kWords));
-    }
-    if (i + kWords <= count) even.Widen(Ordered(values + i));
-    odd.Widen(Ordered(values + count - kWords));  // some are seen twice
-    parts_[0] = even;
-    parts_[1] = odd;
-  }
-
-  zocam::Extremes Get() const {
-    int16_t min = parts_[0].min[0];
-    int16_t max = parts_[0].max[0];
-    for (const Lanes& part : parts_) {
-      for (std::size_t lane = 0; lane < kWords; ++lane) {
-        min = part.min[lane] < min ? part.min[lane] : min;
-        max = part.max[lane] > max ? part.max[lane] : max;
-      }
-    }
-    return {Value(min), Value(max)};
-  }
-
- private:
-  struct Lanes {
-    void Widen(I16s values) {
-      min = values < min ? values : min;
-      max = values > max ? values : max;
-    }
-
-    I16s min{}, max{};
-  };
-
-  static int16_t Ordered(uint16_t value) { return static_cast<int16_t>(value ^ 0x8000); }
-  static I16s Ordered(const uint16_t* values) {
-    return reinterpret_cast<I16s>(Load<U16s>(values) ^ AllWords(0x8000));
-  }
-  static uint16_t Value(int16_t ordered) { return static_cast<uint16_t>(ordered ^ 0x8000); }
-
-  Lanes parts_[2];
-};
-
-static inline void WidenExtremes(std::span<const uint16_t> image,
-                                 const zocam::CountedPixels& counted, zocam::Extremes& extremes) {
+void WidenExtremes(std::span<const uint16_t> image, const zocam::CountedPixels& counted,
+                   zocam::Extremes& extremes) {
   RunningExtremes running(extremes);
   ForEachCountedRun(image, counted, [&](const uint16_t* values, std::size_t count) {
     running.Widen(values, count);
@@ -131,7 +70,7 @@ class BlockBins {
   }
 
   U16s Of(U16s values) const {
-    const U16s offsets = Lower(SubtractDownToZero(values, low_), highest_);
+    const U16s offsets = Min(SubtractDownToZero(values, low_), highest_);
     return MultiplyHigh(offsets & AllWords(0xFFE0), factor_) >> static_cast<uint16_t>(shift_);
   }
 
@@ -200,8 +139,8 @@ class PairCounts {
   std::size_t chunks_ = 0;
 };
 
-static inline void CountBins(std::span<const uint16_t> image, const zocam::CountedPixels& counted,
-                             const zocam::BinRange& range, zocam::BinCounts& counts) {
+void CountBins(std::span<const uint16_t> image, const zocam::CountedPixels& counted,
+               const zocam::BinRange& range, zocam::BinCounts& counts) {
   if (!BlockBins::Suit(range)) return zocam::scalar::CountBins(image, counted, range, counts);
   const BlockBins bins(range);
   PairCounts pairs;

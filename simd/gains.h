@@ -8,7 +8,7 @@
 #include "simd/word_lanes.h"
 
 namespace simd {
-namespace {  // the members of classes, too, stay in this level
+namespace {
 
 // above * steps / span for values above low, cut to 0 .. span - 1, without a division per pixel.
 //
@@ -33,7 +33,7 @@ class LevelSpread {
   }
 
   U16s Of(U16s values) const {
-    const U16s above = Lower(SubtractDownToZero(values, low_), highest_) * shift_;
+    const U16s above = Min(SubtractDownToZero(values, low_), highest_) * shift_;
     const U16s byHigh = above * high_;
     const U16s fraction = byHigh + MultiplyHigh(above, low16_);
     const U16s noCarry = reinterpret_cast<U16s>(fraction >= byHigh);
@@ -48,8 +48,7 @@ class LevelSpread {
   U16s low16_;
 };
 
-static inline void Spread(std::span<const uint16_t> image, const LevelSpread& spread,
-                          uint16_t* levels) {
+void Spread(std::span<const uint16_t> image, const LevelSpread& spread, uint16_t* levels) {
   const uint16_t* values = image.data();
   const std::size_t whole = image.size() - image.size() % kWords;
   for (std::size_t i = 0; i < whole; i += kWords) {
@@ -62,8 +61,8 @@ static inline void Spread(std::span<const uint16_t> image, const LevelSpread& sp
   for (std::size_t i = whole; i < image.size(); ++i) levels[i] = last[i - whole];
 }
 
-static inline void MapManual(std::span<const uint16_t> image, zocam::ManualRange range,
-                             uint32_t steps, std::span<uint16_t> levels) {
+void MapManual(std::span<const uint16_t> image, zocam::ManualRange range, uint32_t steps,
+               std::span<uint16_t> levels) {
   const int32_t span = range.span < 1 ? 1 : range.span;
   if (!LevelSpread::Suits(range.low, span, steps)) {
     return zocam::scalar::MapManual(image, range, steps, levels);
@@ -72,8 +71,8 @@ static inline void MapManual(std::span<const uint16_t> image, zocam::ManualRange
          levels.data());
 }
 
-static inline void MapLinear(std::span<const uint16_t> image, zocam::Extremes extremes,
-                             std::span<uint16_t> levels) {
+void MapLinear(std::span<const uint16_t> image, zocam::Extremes extremes,
+               std::span<uint16_t> levels) {
   const uint32_t span = uint32_t{extremes.max} - extremes.min;
   if (extremes.min >= extremes.max || !LevelSpread::Suits(extremes.min, span, 1024)) {
     return zocam::scalar::MapLinear(image, extremes, levels);
@@ -142,8 +141,8 @@ class LevelTable {
   uint16_t levels_[kMaxValues + kWords];
 };
 
-static inline bool SegmentsAreSane(const zocam::BinRange& range,
-                                   std::span<const GainSegment, zocam::kGainBins> segments) {
+bool SegmentsAreSane(const zocam::BinRange& range,
+                     std::span<const GainSegment, zocam::kGainBins> segments) {
   uint32_t highest = 0;
   for (const GainSegment& segment : segments) {
     if (segment.slope > 1024 || segment.base > 0xFFFF) highest = 1;
@@ -152,11 +151,11 @@ static inline bool SegmentsAreSane(const zocam::BinRange& range,
          range.span == range.high - range.low && range.span >= zocam::kGainBins;
 }
 
-static inline void MapSegments(std::span<const uint16_t> image, const zocam::BinRange& range,
-                               std::span<const GainSegment, zocam::kGainBins> segments,
-                               std::span<uint16_t> levels) {
+void MapSegments(std::span<const uint16_t> image, const zocam::BinRange& range,
+                 std::span<const GainSegment, zocam::kGainBins> segments,
+                 std::span<uint16_t> levels) {
   constexpr uint32_t kValues = LevelTable::kMaxValues;
-  RunningExtremes running({});
+  RunningExtremes running;
   running.Widen(image.data(), image.size());
   const zocam::Extremes extremes = running.Get();
   const uint32_t min = extremes.min;
@@ -178,7 +177,7 @@ static inline void MapSegments(std::span<const uint16_t> image, const zocam::Bin
     ForEachIndex(image.size(), [&](std::size_t i) {
       const uint32_t at = values[i] - first;
       const uint16_t level = table[at < kValues ? at : 0];
-      out[i] = at < kValues ? level : out[i];
+      if (at < kValues) out[i] = level;
     });
   }
 }

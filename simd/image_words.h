@@ -24,35 +24,6 @@ U16s Reversed(U16s v) {
 #endif
 }
 
-U16s Min(U16s a, U16s b) { return a < b ? a : b; }
-U16s Max(U16s a, U16s b) { return a > b ? a : b; }
-
-// Lowest and highest value; those of no value at all are 65535 and 0.
-struct ValueRange {
-  uint32_t low;
-  uint32_t high;
-};
-
-class RangeFinder {
- public:
-  void Add(U16s values) {
-    low_ = Min(low_, values);
-    high_ = Max(high_, values);
-  }
-  ValueRange Get() const {
-    ValueRange range{0xFFFF, 0};
-    for (std::size_t i = 0; i < kWords; ++i) {
-      range.low = low_[i] < range.low ? low_[i] : range.low;
-      range.high = high_[i] > range.high ? high_[i] : range.high;
-    }
-    return range;
-  }
-
- private:
-  U16s low_ = ~U16s{};
-  U16s high_ = U16s{};
-};
-
 // Calls visit(first value) so that vectors of values from there cover all of count, which is at
 // least a vector; the last one overlaps its neighbour.
 template <class Visit>
@@ -158,7 +129,8 @@ void CorrectCircumference(std::span<const uint8_t> words, std::span<const double
                           uint32_t width, double factor, std::span<uint8_t> out) {
   const std::size_t count = table.size();
   const bool fits = width >= kWords && width <= LineTerms::kLongest && width % kDoubles == 0;
-  if (!fits) return scalar::CorrectCircumference(words, table, width, factor, out);
+  if (!fits || count % width != 0 || count == 0)
+    return scalar::CorrectCircumference(words, table, width, factor, out);
   const std::size_t height = count / width;
   const std::size_t centre = height / 2;
   LineTerms terms;

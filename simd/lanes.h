@@ -10,6 +10,8 @@
 #include <immintrin.h>
 #elif defined(__aarch64__)
 #include <arm_neon.h>
+#else
+#error "no vectors for this machine: see simd/levels.h"
 #endif
 
 namespace simd {

@@ -4,8 +4,8 @@
 
 #include "simd/stage_table.h"
 
-// Other architectures run the scalar forms.
-#if defined(__SSE2__) || defined(__aarch64__)
+// Other architectures run the scalar forms, as do machines whose bytes stand in the other order.
+#if defined(__SSE2__) || (defined(__aarch64__) && !defined(__AARCH64EB__))
 #define ZOCAM_SIMD_BASELINE 1
 #else
 #define ZOCAM_SIMD_BASELINE 0

@@ -6,7 +6,7 @@
 #include "simd/word_lanes.h"
 
 namespace simd {
-namespace {  // the members of classes, too, stay in this level
+namespace {
 
 // As many whole pixels as fit 16 bytes; a register has one or two such groups.
 template <std::size_t bytes>
@@ -23,7 +23,7 @@ struct WideBytes {
 
 // Loads 16 bytes per group; the groups' pixels adjoin.
 template <std::size_t bytes>
-static inline U8s LoadGroups(const uint8_t* from) {
+U8s LoadGroups(const uint8_t* from) {
 #ifdef __AVX2__
   return reinterpret_cast<U8s>(_mm256_inserti128_si256(
       _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))),
@@ -33,15 +33,15 @@ static inline U8s LoadGroups(const uint8_t* from) {
 #endif
 }
 
-static inline WideBytes Widen(U8s vector) {
+WideBytes Widen(U8s vector) {
 #if defined(__AVX2__)
   const __m256i zero = _mm256_setzero_si256();
-  return {reinterpret_cast<U16s>(_mm256_unpacklo_epi8(Register(vector), zero)),
-          reinterpret_cast<U16s>(_mm256_unpackhi_epi8(Register(vector), zero))};
+  return {reinterpret_cast<U16s>(_mm256_unpacklo_epi8(AsRegister(vector), zero)),
+          reinterpret_cast<U16s>(_mm256_unpackhi_epi8(AsRegister(vector), zero))};
 #elif defined(__SSE2__)
   const __m128i zero = _mm_setzero_si128();
-  return {reinterpret_cast<U16s>(_mm_unpacklo_epi8(Register(vector), zero)),
-          reinterpret_cast<U16s>(_mm_unpackhi_epi8(Register(vector), zero))};
+  return {reinterpret_cast<U16s>(_mm_unpacklo_epi8(AsRegister(vector), zero)),
+          reinterpret_cast<U16s>(_mm_unpackhi_epi8(AsRegister(vector), zero))};
 #else
   return {vmovl_u8(vget_low_u8(vector)), vmovl_high_u8(vector)};
 #endif
@@ -91,9 +91,10 @@ struct Shuffles {
 template <std::size_t bytes>
 inline constexpr Shuffles<bytes> kShuffles;
 
-static inline U8s Shuffle(U8s vector, const uint8_t* from) {
+U8s Shuffle(U8s vector, const uint8_t* from) {
 #ifdef __AVX2__
-  return reinterpret_cast<U8s>(_mm256_shuffle_epi8(Register(vector), Register(Load<U8s>(from))));
+  return reinterpret_cast<U8s>(
+      _mm256_shuffle_epi8(AsRegister(vector), AsRegister(Load<U8s>(from))));
 #else
   return vqtbl1q_u8(vector, Load<U8s>(from));
 #endif
@@ -114,7 +115,7 @@ template <std::size_t bytes>
   Unrolled<3 * kGroups>(
       0, [&](std::size_t i) __attribute__((always_inline)) {
 #ifdef __AVX2__
-        const __m256i both = Register(pieces[i % 3]);
+        const __m256i both = AsRegister(pieces[i % 3]);
         auto cells = reinterpret_cast<Half>(i < 3 ? _mm256_castsi256_si128(both)
                                                   : _mm256_extracti128_si256(both, 1));
 #else
@@ -182,10 +183,13 @@ struct InnerLine {
 };
 
 template <std::size_t bytes>
-static void MagnifyLines(const zocam::ColourImage& image, uint8_t* out) {
+void MagnifyLines(const zocam::ColourImage& image, uint8_t* out) {
   constexpr uint32_t kStep = kGroups * kGroupPixels<bytes>;
   const uint32_t first = image.leftMargin + 1;
-  if (image.width < first + kStep + 2) return zocam::scalar::Magnify3(image, out);
+  // Columns are counted without reaching over 32 bits.
+  if (image.width - image.leftMargin < kStep + 3 || image.width > INT32_MAX) {
+    return zocam::scalar::Magnify3(image, out);
+  }
 
   const std::size_t lineBytes = std::size_t{image.width} * bytes;
   const std::size_t outLineBytes = std::size_t{image.width - image.leftMargin} * 3 * bytes;
@@ -207,7 +211,7 @@ static void MagnifyLines(const zocam::ColourImage& image, uint8_t* out) {
   }
 }
 
-static inline void Magnify3(const zocam::ColourImage& image, uint8_t* out) {
+void Magnify3(const zocam::ColourImage& image, uint8_t* out) {
   return image.bytesPerPixel == 3 ? MagnifyLines<3>(image, out) : MagnifyLines<4>(image, out);
 }
 

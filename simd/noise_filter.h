@@ -3,24 +3,11 @@
 #define ZOCAM_SIMD_NOISE_FILTER_H
 
 #include "decode/noise_filter.h"
+#include "simd/extremes.h"
 #include "simd/lanes.h"
 
 namespace simd {
 namespace {
-
-// The upper halves of the 32-bit products.
-U16s MultiplyHigh(U16s a, U16s b) {
-#if defined(__AVX2__)
-  return reinterpret_cast<U16s>(
-      _mm256_mulhi_epu16(reinterpret_cast<__m256i>(a), reinterpret_cast<__m256i>(b)));
-#elif defined(__SSE2__)
-  return reinterpret_cast<U16s>(
-      _mm_mulhi_epu16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
-#else
-  const uint32x4_t low = vmull_u16(vget_low_u16(a), vget_low_u16(b));
-  return vuzp2q_u16(vreinterpretq_u16_u32(low), vreinterpretq_u16_u32(vmull_high_u16(a, b)));
-#endif
-}
 
 // Whole quotients; divisors are 10 to 78, quotients below 2^10.
 U16s Quotient(U16s dividend, U16s divisor) {
@@ -135,45 +122,21 @@ class PaddedRows {
   alignas(kVectorBytes) uint16_t rows_[kRows][kMaxWidth + 3 * kWords];
 };
 
-struct PixelExtremes {
-  uint16_t lowest;
-  uint16_t highest;
-};
-
-PixelExtremes ExtremesOf(const uint16_t* pixels, std::size_t count) {
-  PixelExtremes extremes = {0xFFFF, 0};
-  const auto widen = [&](uint16_t low, uint16_t high) {
-    if (low < extremes.lowest) extremes.lowest = low;
-    if (high > extremes.highest) extremes.highest = high;
-  };
-  std::size_t n = 0;
-  if (count >= kWords) {
-    U16s low = Load<U16s>(pixels);
-    U16s high = low;
-    for (n = kWords; n + kWords <= count; n += kWords) {
-      const U16s some = Load<U16s>(pixels + n);
-      low = some < low ? some : low;
-      high = some > high ? some : high;
-    }
-    for (std::size_t i = 0; i < kWords; ++i) widen(low[i], high[i]);
-  }
-  for (; n < count; ++n) widen(pixels[n], pixels[n]);
-  return extremes;
-}
-
 void FilterNoise(std::span<const uint16_t> in, std::span<uint16_t> out, uint32_t width,
                  uint32_t height, int32_t threshold) {
   const std::size_t count = std::size_t{width} * height;
-  const PixelExtremes extremes = ExtremesOf(in.data(), count);
+  RunningExtremes running;
+  running.Widen(in.data(), count);
+  const zocam::Extremes extremes = running.Get();
   // More would let wrapped differences count.
   const int64_t maxSpan = 0x10000 - 2 * int64_t{threshold};
   if (threshold < 1 || threshold > NoiseKernel::kMaxThreshold || width > PaddedRows::kMaxWidth ||
-      extremes.highest - extremes.lowest > maxSpan) {
+      extremes.max - extremes.min > maxSpan) {
     scalar::FilterNoise(in, out, width, height, threshold);
     return;
   }
   const NoiseKernel kernel(static_cast<uint16_t>(threshold));
-  PaddedRows rows(in.data(), width, height, static_cast<uint16_t>(extremes.highest + threshold));
+  PaddedRows rows(in.data(), width, height, static_cast<uint16_t>(extremes.max + threshold));
   uint16_t* to = out.data();
   for (uint32_t y = 0; y < height; ++y, to += width) {
     rows.Fetch(y + 2);

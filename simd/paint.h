@@ -6,19 +6,19 @@
 #include "simd/word_lanes.h"
 
 namespace simd {
-namespace {  // the members of classes, too, stay in this level
+namespace {
 
 // Colours are looked up one by one on every level: a gather is at best as fast as loads.
 
-static inline uint32_t RedFirst(uint32_t colour) { return __builtin_bswap32(colour) >> 8; }
+uint32_t RedFirst(uint32_t colour) { return __builtin_bswap32(colour) >> 8; }
 
 template <bool blueFirst>
-static inline uint32_t InOrder(uint32_t colour) {
+uint32_t InOrder(uint32_t colour) {
   return blueFirst ? colour : RedFirst(colour);
 }
 
 template <bool blueFirst>
-static void Paint24(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
+void Paint24(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
   const uint16_t* level = levels.data();
   const uint32_t* colours = palette.data();
   const std::size_t count = levels.size();
@@ -31,7 +31,7 @@ static void Paint24(std::span<const uint16_t> levels, const zocam::Palette& pale
 }
 
 template <bool blueFirst>
-static void Paint32(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
+void Paint32(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
   const uint16_t* level = levels.data();
   const uint32_t* colours = palette.data();
   ForEachIndex(levels.size(), [&](std::size_t i) {
@@ -39,7 +39,7 @@ static void Paint32(std::span<const uint16_t> levels, const zocam::Palette& pale
   });
 }
 
-static inline U16s Rgb565Of(U16s red, U16s green, U16s blue) {
+U16s Rgb565Of(U16s red, U16s green, U16s blue) {
   return red >> 3 << 11 | green >> 2 << 5 | blue >> 3;
 }
 
@@ -52,13 +52,10 @@ struct GreyFormula {
       : found(&palette == &zocam::g_displayGreys || &palette == &zocam::g_manualGreys),
         shift(&palette == &zocam::g_displayGreys ? 2 : 0) {}
 
-  U16s Of(const uint16_t* levels) const {
-    return Lower(Load<U16s>(levels) >> shift, AllWords(255));
-  }
+  U16s Of(const uint16_t* levels) const { return Min(Load<U16s>(levels) >> shift, AllWords(255)); }
 };
 
-static void PaintGray8(std::span<const uint16_t> levels, const zocam::Palette& palette,
-                       uint8_t* out) {
+void PaintGray8(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
   const uint16_t* level = levels.data();
   const std::size_t count = levels.size();
   std::size_t i = 0;
@@ -71,8 +68,7 @@ static void PaintGray8(std::span<const uint16_t> levels, const zocam::Palette& p
   for (; i < count; ++i) out[i] = static_cast<uint8_t>(colours[level[i]]);
 }
 
-static void PaintRgb565(std::span<const uint16_t> levels, const zocam::Palette& palette,
-                        uint8_t* out) {
+void PaintRgb565(std::span<const uint16_t> levels, const zocam::Palette& palette, uint8_t* out) {
   const uint16_t* level = levels.data();
   const std::size_t count = levels.size();
   const std::size_t whole = count - count % kWords;
@@ -108,8 +104,8 @@ static void PaintRgb565(std::span<const uint16_t> levels, const zocam::Palette& 
   }
 }
 
-static constexpr zocam::PainterTable kPainters = {PaintGray8,    Paint24<true>,  Paint24<false>,
-                                                  Paint32<true>, Paint32<false>, PaintRgb565};
+constexpr zocam::PainterTable kPainters = {PaintGray8,    Paint24<true>,  Paint24<false>,
+                                           Paint32<true>, Paint32<false>, PaintRgb565};
 
 }  // namespace
 }  // namespace simd

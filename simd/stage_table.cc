@@ -62,6 +62,7 @@ const StageTable* StagesOf(SimdLevel level) {
 #endif
     case SimdLevel::kAvx2:
 #if ZOCAM_SIMD_AVX2
+      __builtin_cpu_init();  // for callers that run before the program's own constructors
       return __builtin_cpu_supports("avx2") ? &simd::kAvx2Stages : nullptr;
 #else
       return nullptr;

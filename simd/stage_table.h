@@ -7,7 +7,8 @@
 // one is in use. Not here: settings, buffers, handles. Any thread may run a stage.
 //
 // Code that is compiled for one level must not leave functions that the linker could hand to
-// another level: everything in the headers of faster forms stands in an unnamed namespace.
+// another level: everything in the headers of faster forms stands in an unnamed namespace, and
+// avx2.cc is linked last, behind whoever else has an unoptimised function of the standard library.
 #ifndef ZOCAM_SIMD_STAGE_TABLE_H
 #define ZOCAM_SIMD_STAGE_TABLE_H
 

@@ -4,20 +4,15 @@
 
 #include "simd/lanes.h"
 
-#if defined(__SSE2__)
-#include <immintrin.h>
-#elif defined(__aarch64__)
-#include <arm_neon.h>
-#endif
-
 namespace simd {
+namespace {
 
 // Keeps the compiler from collecting what is stored before and after in vectors, lane by lane.
-static inline void KeepScalar() { asm volatile("" ::: "memory"); }
+void KeepScalar() { asm volatile("" ::: "memory"); }
 
 // Calls visit with first, first + 1 ... first + count - 1, without a loop.
 template <std::size_t count, class Visit>
-[[gnu::always_inline]] static inline void Unrolled(std::size_t first, Visit visit) {
+[[gnu::always_inline]] inline void Unrolled(std::size_t first, Visit visit) {
   if constexpr (count > 0) {
     visit(first);
     KeepScalar();
@@ -27,77 +22,78 @@ template <std::size_t count, class Visit>
 
 // Calls visit with 0 to count - 1: loops that only look up are bound by their counting otherwise.
 template <class Visit>
-[[gnu::always_inline]] static inline void ForEachIndex(std::size_t count, Visit visit) {
+[[gnu::always_inline]] inline void ForEachIndex(std::size_t count, Visit visit) {
   constexpr std::size_t kTurns = 8;
   std::size_t i = 0;
   for (; i + kTurns <= count; i += kTurns) Unrolled<kTurns>(i, visit);
   for (; i < count; ++i) visit(i);
 }
 
-static inline U16s AllWords(uint32_t value) { return U16s{} + static_cast<uint16_t>(value); }
+U16s AllWords(uint32_t value) { return U16s{} + static_cast<uint16_t>(value); }
 
 #if defined(__AVX2__)
 
 template <class V>
-static inline __m256i Register(V vector) {
+__m256i AsRegister(V vector) {
   return reinterpret_cast<__m256i>(vector);
 }
 
 // a - b, 0 where b is higher.
-static inline U16s SubtractDownToZero(U16s a, U16s b) {
-  return reinterpret_cast<U16s>(_mm256_subs_epu16(Register(a), Register(b)));
+U16s SubtractDownToZero(U16s a, U16s b) {
+  return reinterpret_cast<U16s>(_mm256_subs_epu16(AsRegister(a), AsRegister(b)));
 }
 // The upper halves of the 32-bit products.
-static inline U16s MultiplyHigh(U16s a, U16s b) {
-  return reinterpret_cast<U16s>(_mm256_mulhi_epu16(Register(a), Register(b)));
+U16s MultiplyHigh(U16s a, U16s b) {
+  return reinterpret_cast<U16s>(_mm256_mulhi_epu16(AsRegister(a), AsRegister(b)));
 }
-static inline U16s Lower(U16s a, U16s b) {
-  return reinterpret_cast<U16s>(_mm256_min_epu16(Register(a), Register(b)));
+U16s Min(U16s a, U16s b) {
+  return reinterpret_cast<U16s>(_mm256_min_epu16(AsRegister(a), AsRegister(b)));
 }
 // Words below 256 to bytes, 16 bytes at a time: 8 of first, 8 of second.
-static inline U8s PackWithin16(U16s first, U16s second) {
-  return reinterpret_cast<U8s>(_mm256_packus_epi16(Register(first), Register(second)));
+U8s PackWithin16(U16s first, U16s second) {
+  return reinterpret_cast<U8s>(_mm256_packus_epi16(AsRegister(first), AsRegister(second)));
 }
 // The same in the order of the words.
-static inline U8s Pack(U16s first, U16s second) {
+U8s Pack(U16s first, U16s second) {
   return reinterpret_cast<U8s>(
-      _mm256_permute4x64_epi64(Register(PackWithin16(first, second)), 0b11'01'10'00));
+      _mm256_permute4x64_epi64(AsRegister(PackWithin16(first, second)), 0b11'01'10'00));
 }
 
 #elif defined(__SSE2__)
 
 template <class V>
-static inline __m128i Register(V vector) {
+__m128i AsRegister(V vector) {
   return reinterpret_cast<__m128i>(vector);
 }
 
-static inline U16s SubtractDownToZero(U16s a, U16s b) {
-  return reinterpret_cast<U16s>(_mm_subs_epu16(Register(a), Register(b)));
+U16s SubtractDownToZero(U16s a, U16s b) {
+  return reinterpret_cast<U16s>(_mm_subs_epu16(AsRegister(a), AsRegister(b)));
 }
-static inline U16s MultiplyHigh(U16s a, U16s b) {
-  return reinterpret_cast<U16s>(_mm_mulhi_epu16(Register(a), Register(b)));
+U16s MultiplyHigh(U16s a, U16s b) {
+  return reinterpret_cast<U16s>(_mm_mulhi_epu16(AsRegister(a), AsRegister(b)));
 }
-static inline U16s Lower(U16s a, U16s b) { return a - SubtractDownToZero(a, b); }
-static inline U8s PackWithin16(U16s first, U16s second) {
-  return reinterpret_cast<U8s>(_mm_packus_epi16(Register(first), Register(second)));
+U16s Min(U16s a, U16s b) { return a - SubtractDownToZero(a, b); }
+U8s PackWithin16(U16s first, U16s second) {
+  return reinterpret_cast<U8s>(_mm_packus_epi16(AsRegister(first), AsRegister(second)));
 }
-static inline U8s Pack(U16s first, U16s second) { return PackWithin16(first, second); }
+U8s Pack(U16s first, U16s second) { return PackWithin16(first, second); }
 
 #elif defined(__aarch64__)
 
-static inline U16s SubtractDownToZero(U16s a, U16s b) { return vqsubq_u16(a, b); }
-static inline U16s MultiplyHigh(U16s a, U16s b) {
+U16s SubtractDownToZero(U16s a, U16s b) { return vqsubq_u16(a, b); }
+U16s MultiplyHigh(U16s a, U16s b) {
   return vuzp2q_u16(vreinterpretq_u16_u32(vmull_u16(vget_low_u16(a), vget_low_u16(b))),
                     vreinterpretq_u16_u32(vmull_high_u16(a, b)));
 }
-static inline U16s Lower(U16s a, U16s b) { return vminq_u16(a, b); }
-static inline U8s PackWithin16(U16s first, U16s second) {
+U16s Min(U16s a, U16s b) { return vminq_u16(a, b); }
+U8s PackWithin16(U16s first, U16s second) {
   return vcombine_u8(vqmovn_u16(first), vqmovn_u16(second));
 }
-static inline U8s Pack(U16s first, U16s second) { return PackWithin16(first, second); }
+U8s Pack(U16s first, U16s second) { return PackWithin16(first, second); }
 
 #endif
 
+}  // namespace
 }  // namespace simd
 
 #endif

@@ -134,7 +134,7 @@ TEST(FasterUndistortion, IsScalarAtEverySmallSize) {
   std::mt19937 random(4);
   ForEachSmallSize([&](Size size) {
     // The identity, one whose border is left as it is, the cameras', and the strongest.
-    const double strengths[] = {0, 0.1, 0.6, 1, size.width / 2.0, 1.0 * size.width};
+    const double strengths[] = {0, 1e-200, 0.1, 0.6, 1, size.width / 2.0, 1.0 * size.width};
     const double strength = strengths[random() % std::size(strengths)];
     SCOPED_TRACE(testing::Message() << size.width << "x" << size.height << " " << strength);
     Undistortion lens;
@@ -148,7 +148,7 @@ TEST(FasterUndistortion, IsScalarAtEverySmallSize) {
 TEST(FasterUndistortion, IsScalarForEveryKindOfImage) {
   std::mt19937 random(5);
   constexpr Size kSize = {160, 120};
-  for (const double strength : {0.0, 0.1, 0.6, 0.7, 1.0, 7.5, 160.0}) {
+  for (const double strength : {0.0, 1e-200, 0.1, 0.6, 0.7, 1.0, 7.5, 160.0}) {
     SCOPED_TRACE(strength);
     Undistortion lens;
     ASSERT_EQ(lens.Setup(kSize.width, kSize.height, strength), 0);

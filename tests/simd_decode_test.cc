@@ -91,6 +91,12 @@ std::vector<WordStage> RandomWordStages(std::mt19937& random) {
   };
 }
 
+TEST(Levels, AreForcedFromOutside) {
+  const char* wanted = std::getenv("ZOCAM_SIMD_LEVEL");
+  if (wanted == nullptr) GTEST_SKIP() << "no level is forced";
+  EXPECT_EQ(&Stages(), StagesOf(SimdLevel{std::atoi(wanted)}));
+}
+
 TEST(FasterDecoders, DecodeEveryWordUnderEveryTelemetry) {
   std::mt19937 random(1);
   const std::vector<uint16_t> every = EveryValue();

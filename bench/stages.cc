@@ -79,7 +79,8 @@ struct Workspace {
   }
 
   void TakeNextFrame() { frame = &frames[turn++ % frames.size()]; }
-  CountedPixels Counted() const { return {weights, size.width, 0}; }
+  CountedPixels Counted() const { return {{}, size.width, 0}; }
+  CountedPixels Masked() const { return {weights, size.width, 0}; }
   void Paint(zocam::Painter painter) { painter(levels, zocam::g_colTabIron, picture.data()); }
   void Magnify(const StageTable& stages, uint32_t bytesPerPixel) {
     stages.magnify3({picture.data(), size.width, size.height, bytesPerPixel, 0}, magnified.data());
@@ -161,6 +162,18 @@ constexpr Stage kStages[] = {
      [](const S& s, W& w) {
        zocam::BinCounts found{};
        s.countBins(w.frame->image, w.Counted(), w.bins, found);
+       benchmark::DoNotOptimize(found);
+     }},
+    {"extremes under a mask",
+     [](const S& s, W& w) {
+       Extremes found;
+       s.widenExtremes(w.frame->image, w.Masked(), found);
+       benchmark::DoNotOptimize(found);
+     }},
+    {"bins under a mask",
+     [](const S& s, W& w) {
+       zocam::BinCounts found{};
+       s.countBins(w.frame->image, w.Masked(), w.bins, found);
        benchmark::DoNotOptimize(found);
      }},
     {"levels, linear", [](const S& s, W& w) { s.mapLinear(w.frame->image, w.extremes, w.levels); }},

@@ -90,7 +90,8 @@ void scalar::MagnifyRun(const ColourImage& image, uint32_t y, uint32_t first, ui
   const std::size_t blockBytes = std::size_t{kFactor} * image.bytesPerPixel;
   const std::size_t outLineBytes = (image.width - image.leftMargin) * blockBytes;
   const uint8_t* line = image.pixels + y * lineBytes;
-  uint8_t* block = out + kFactor * y * outLineBytes + (first - image.leftMargin) * blockBytes;
+  uint8_t* block =
+      out + std::size_t{kFactor} * y * outLineBytes + (first - image.leftMargin) * blockBytes;
   for (uint32_t x = first; x < last; ++x, block += blockBytes) {
     const Pixel pixel{line + std::size_t{x} * image.bytesPerPixel,
                       static_cast<std::ptrdiff_t>(image.bytesPerPixel),

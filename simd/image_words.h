@@ -64,7 +64,7 @@ void CopyImageWords(std::span<const uint8_t> words, void* out, bool upsideDown) 
 // term's fraction lies that close to 1 no sum reaches the next integer.
 class LineTerms {
  public:
-  static constexpr std::size_t kLongest = 256;
+  static constexpr std::size_t kLongest = 1024;
 
   // False when a term does not allow it.
   bool Round(const double* line, double factor, std::size_t width) {

@@ -108,7 +108,8 @@ class PairCounts {
   using Pairs = Vector<uint32_t, kVectorBytes / 4>;
   static constexpr std::size_t kTables = 4;
   static constexpr std::size_t kPairs = zocam::kGainBins * zocam::kGainBins;
-  static constexpr std::size_t kChunksBeforeOverflow = 0xFFFF / (kChunk / 2) / kTables;
+  // Counters of all tables are added up in 16 bits.
+  static constexpr std::size_t kChunksBeforeOverflow = 0xFFFF / (kChunk / 2);
 
   void Flush() {
     constexpr std::size_t kBins = zocam::kGainBins;

@@ -66,6 +66,10 @@ class LineTerms {
  public:
   static constexpr std::size_t kLongest = 1024;
 
+  LineTerms() = default;
+  LineTerms(const LineTerms&) = delete;  // terms_ points into it
+  LineTerms& operator=(const LineTerms&) = delete;
+
   // False when a term does not allow it.
   bool Round(const double* line, double factor, std::size_t width) {
     const std::size_t centre = width / 2;

@@ -80,7 +80,7 @@ Doubles WordsToDoubles(const uint16_t* words) {
 #endif
 }
 
-// Truncates; every lane lies in -2^31 to 2^31 and keeps its low 16 bits.
+// Truncates and keeps the low 16 bits of lanes within -2^31 to 2^31; of others something is stored.
 void StoreLow16(uint16_t* words, Doubles values) {
 #if defined(__AVX2__)
   const __m128i whole = _mm256_cvttpd_epi32(values);
@@ -91,8 +91,9 @@ void StoreLow16(uint16_t* words, Doubles values) {
   const __m128i whole = _mm_cvttpd_epi32(values);
   Store(words, _mm_cvtsi128_si32(_mm_shufflelo_epi16(whole, kWords0And2)));
 #else
-  words[0] = static_cast<uint16_t>(static_cast<int32_t>(values[0]));
-  words[1] = static_cast<uint16_t>(static_cast<int32_t>(values[1]));
+  const int64x2_t whole = vcvtq_s64_f64(values);
+  words[0] = static_cast<uint16_t>(whole[0]);
+  words[1] = static_cast<uint16_t>(whole[1]);
 #endif
 }
 

@@ -121,6 +121,69 @@ TEST_F(Tool, LeavesAWholeRecordingHoweverItEnds) {
   EXPECT_TRUE(Has(full.out, std::to_string(frames) + " frames")) << full.out;
 }
 
+TEST_F(Tool, LeavesAWholeRecordingOnADiskThatIsFull) {
+  const std::string disk = File("disk");
+  std::filesystem::create_directory(disk);
+  const std::string mount = "unshare -rm sh -c 'mount -t tmpfs -o size=400k none " + disk + " && ";
+  if (Shell(mount + "true'").status != 0) GTEST_SKIP() << "no file systems may be mounted here";
+  const Outcome full =
+      Shell(mount + "cd " + disk + "; timeout 60 " ZOCAM_SIM " " + kCamera +
+            " -- " ZOCAM_TOOL " record -o f.y4m; echo status $?; cp f.y4m " + File("f.y4m") + "'");
+  const std::string frames = std::to_string(FramesIn(File("f.y4m")).size());
+  EXPECT_EQ(frames, "10");
+  EXPECT_TRUE(HasInOrder(full.out, {"cannot write f.y4m: No space left on device; make room",
+                                    "safe is f.y4m: " + frames + " frames", "status 1\n"}))
+      << full.out;
+}
+
+TEST_F(Tool, LeavesAReadableRecordingWhenKilled) {
+  const std::string path = File("k.y4m");
+  const Outcome killed =
+      RecordUntil("-s " + path, kCamera, "-o " + path,
+                  "sleep 0.3; kill -KILL $(cat /proc/$recorder/task/$recorder/children)", "0");
+  EXPECT_EQ(killed.status, 128 + SIGKILL) << killed.out;
+  const size_t frames = FramesIn(path).size();
+  EXPECT_GT(frames, 1u);
+  const Outcome check = Zocam("", "check " + path);
+  EXPECT_TRUE(Has(check.out, path + ": " + std::to_string(frames) + " intact records"))
+      << check.out;
+  const Outcome again = Zocam(kCamera, "record --frames 1 -o " + path);
+  EXPECT_TRUE(Has(again.out, path + " exists; choose another name")) << again.out;
+}
+
+#ifdef ZOCAM_STEP_CLOCK
+TEST_F(Tool, RecordsOnWhenTheClockIsSet) {
+  const std::string path = File("c.y4m"), stepped = File("stepped");
+  const auto record = [&](int hours, const std::string& limit) {
+    std::filesystem::remove(path);
+    std::filesystem::remove(stepped);
+    // The launcher itself gets the sanitizer's runtime after what is preloaded.
+    return Shell("export ASAN_OPTIONS=$ASAN_OPTIONS:verify_asan_link_order=0 ZOCAM_CLOCK_STEP=" +
+                 std::to_string(hours * 3600) + " ZOCAM_CLOCK_STEPPED=" + stepped +
+                 " LD_PRELOAD=" ZOCAM_STEP_CLOCK "; timeout 60 " ZOCAM_SIM " " + kCamera +
+                 " -- " ZOCAM_TOOL " record " + limit + " -o " + path + " & until [ -s " + path +
+                 " ] || ! kill -0 $!; do sleep 0.02; done; sleep 0.2; "
+                 "touch " +
+                 stepped + "; wait $!");
+  };
+  for (const int hours : {1, -1}) {
+    const Outcome ended = record(hours, "--seconds 0.8");
+    EXPECT_EQ(ended.status, 0) << ended.out;
+    const auto times = FramesIn(path);
+    ASSERT_FALSE(times.empty());
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+    EXPECT_GT(times.back(), 650ms) << hours;
+    EXPECT_LT(times.back(), 1200ms) << hours;
+    EXPECT_TRUE(Has(ended.out, path + ": " + std::to_string(times.size()) + " frames, 0:0"))
+        << ended.out;
+  }
+  // A time of day is what the clock on the wall shows.
+  const Outcome reached = record(1, "--until $(date -d '+30 minutes' +%H:%M)");
+  EXPECT_EQ(reached.status, 0) << reached.out;
+  EXPECT_LT(FramesIn(path).back(), 5s);
+}
+#endif
+
 TEST_F(Tool, RecordsToNothingButAFileOfItsOwn) {
   ASSERT_EQ(Shell("mkfifo " + File("pipe")).status, 0);
   for (const std::string& target :

@@ -28,9 +28,14 @@ std::unique_ptr<PlaybackContext> MakeContext(const _ZoDev& dev) {
   return context;
 }
 
+void ComeToRest(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
+  dev->playbackAtRest = true;
+  dev->readerStateCond->NotifyAll();
+}
+
 void WaitAtEndOfFile(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
   if (dev->fileReadEOF == 0) MarkEndOfFile(dev);  // a seek may have told of this end already
-  dev->playbackAtRest = true;
+  ComeToRest(dev);
   while (dev->filePassive == 0 && dev->fileReading != 0 && dev->fileReadEOF != 0) {
     dev->readerWakeCond->Wait(dev->fileLock.get(), kLongestWaitMs);
   }
@@ -41,6 +46,7 @@ void WaitAtEndOfFile(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
 void Park(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
   dev->filePauseParked = 1;
   dev->fileBaseTimeOffset = 0;
+  dev->readerStateCond->NotifyAll();
   while (dev->fileReadPaused != 0) {
     dev->readerWakeCond->Wait(dev->fileLock.get(), kLongestWaitMs);
   }
@@ -126,6 +132,16 @@ void WaitForScan(_ZoDev* dev) {
   while (dev->fileScanning) dev->readerStateCond->Wait(dev->fileLock.get(), kLongestWaitMs);
 }
 
+void WaitForRest(_ZoDev* dev) {
+  const auto moves = [dev]() ZO_HOLDS(*dev->fileLock) {
+    return dev->fileReading != 0 && dev->filePassive == 0 && dev->fileReadPaused != 0 &&
+           dev->filePauseParked == 0 && !dev->playbackAtRest;
+  };
+  while (dev->fileScanning || moves()) {
+    dev->readerStateCond->Wait(dev->fileLock.get(), kLongestWaitMs);
+  }
+}
+
 void MarkEndOfFile(_ZoDev* dev) {
   dev->fileReadEOF = 1;
   dev->fileBaseTimeOffset = 0;
@@ -204,7 +220,7 @@ void ZoLib_Priv_FileReadProc(_ZoDev* dev) {
   while (ZoLib_Priv_FileReadFrame(dev, nullptr) != 0) {
   }
   const ScopedLock lock(*dev->fileLock);
-  dev->playbackAtRest = true;
+  ComeToRest(dev);
 }
 
 int ZoLib_Priv_FileReadFrame(_ZoDev* dev, uint8_t* buffer) {
@@ -277,6 +293,7 @@ void ZoLib_FileReadResume(_ZoDev* dev) {
   if (dev->fileReading == 0 || dev->filePassive != 0) return;
   const ScopedLock lock(*dev->fileLock);
   dev->fileReadPaused = 0;
+  dev->readerStateCond->NotifyAll();  // nobody need wait for the pause any more
   if (dev->fileReadEOF != 0) return;
   dev->fileBaseTimeOffset = 0;
   dev->readerWakeCond->NotifyAll();

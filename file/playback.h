@@ -38,6 +38,9 @@ ZoStatus EndPlayback(_ZoDev* dev);
 // Waits until no scan owns the file position.
 void WaitForScan(_ZoDev* dev) ZO_HOLDS(*dev->fileLock);
 
+// The same, and until a paused playback thread does not read or deliver any more.
+void WaitForRest(_ZoDev* dev) ZO_HOLDS(*dev->fileLock);
+
 // Marks the end of the file and calls the application.
 void MarkEndOfFile(_ZoDev* dev) ZO_HOLDS(*dev->fileLock);
 

@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "core/callback_thread.h"
-#include "core/clocks.h"
 #include "core/status.h"
 #include "file/playback.h"
 #include "file/scan.h"
@@ -28,7 +27,9 @@ class PlaybackAtRest {
   explicit PlaybackAtRest(_ZoDev* dev) : dev_(dev) {
     resume_ = dev->fileReading != 0 && dev->fileReadPaused == 0;
     if (resume_) ZoLib_FileReadPause(dev);
-    while (!TakePosition()) ZoLib_Priv_Sleep(1);
+    const ScopedLock lock(*dev->fileLock);
+    WaitForRest(dev);
+    dev->fileScanning = true;
   }
   ~PlaybackAtRest() {
     {
@@ -42,17 +43,6 @@ class PlaybackAtRest {
   PlaybackAtRest& operator=(const PlaybackAtRest&) = delete;
 
  private:
-  // False while the playback thread lives and is not at rest yet.
-  bool TakePosition() {
-    const ScopedLock lock(*dev_->fileLock);
-    WaitForScan(dev_);
-    const bool moves = dev_->fileReading != 0 && dev_->filePassive == 0 &&
-                       dev_->fileReadPaused != 0 && dev_->filePauseParked == 0 &&
-                       !dev_->playbackAtRest;
-    if (!moves) dev_->fileScanning = true;
-    return !moves;
-  }
-
   _ZoDev* dev_;
   bool resume_ = false;
 };

@@ -77,6 +77,9 @@ def recordings():
                 file += record(product, k + 1, k * 116, 0x1E + k)
             write("recording", f"{product:04x}_{'played' if mode else 'passive'}",
                   bytes([mode]) + walk + fold(file))
+        if product == 0x6101:
+            far = steps((0, 1), (3, 0xFFFFFF74), (13, 3), (5 + 128, 1), (5, 1))
+            write("recording", "far_seek", bytes([3]) + far + fold(file))
     for style in "SD":
         write("recording", f"header_{style}",
               bytes([0]) + steps((0, 1)) + fold(header(0x6101, style) + record(0x6101, 1, 0, 0x75)))

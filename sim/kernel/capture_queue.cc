@@ -35,6 +35,7 @@ int CaptureQueue::Queue(uint32_t index) {
   Slot& slot = slots_[index];
   slot.holder = Holder::kDriver;
   slot.error = false;
+  slot.bytesUsed = 0;
   std::ranges::fill(slot.memory->bytes(), kQueuedPattern);
   waiting_.push_back(index);
   return 0;
@@ -68,6 +69,7 @@ void CaptureQueue::Complete(uint32_t bytesUsed, uint32_t sequence, bool error, T
   Slot& slot = slots_[index];
   slot.holder = Holder::kDone;
   slot.error = error;
+  slot.filledOnce = true;
   slot.bytesUsed = bytesUsed;
   slot.sequence = sequence;
   slot.timestamp = timestamp;

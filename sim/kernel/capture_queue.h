@@ -25,6 +25,7 @@ class CaptureQueue {
     std::shared_ptr<DriverBuffer> memory;
     Holder holder = Holder::kProgram;
     bool error = false;  // holds no valid frame
+    bool filledOnce = false;
     uint32_t bytesUsed = 0;
     uint32_t sequence = 0;
     Time timestamp;

@@ -34,16 +34,15 @@ void CopyOldImage(const CameraState& camera, std::span<uint8_t> bytes) {
 }  // namespace
 
 std::vector<FrameInterval> OfferedIntervals(const ProductModel& product) {
-  if (product.highRate) return {{30, 259}, {10, 259}};
-  return {{30, 259}};
+  if (product.highRate) return {kShortInterval, kNormalInterval};
+  return {kNormalInterval};
 }
 
 double FrameRate(const CameraState& camera, const Attachment& attachment) {
   if (camera.pace.kind == Pace::Kind::kRate && camera.pace.framesPerSecond > 0.0) {
     return camera.pace.framesPerSecond;
   }
-  const auto offered = OfferedIntervals(camera.model.product());
-  const FrameInterval& interval = offered[attachment.interval];
+  const FrameInterval& interval = attachment.interval;
   return static_cast<double>(interval.denominator) / interval.numerator;
 }
 

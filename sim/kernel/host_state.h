@@ -28,6 +28,14 @@ struct OpenFile;
 
 enum class NodeKind { kCapture, kMetadata, kForeign, kGap };
 
+// Seconds per frame.
+struct FrameInterval {
+  uint32_t numerator;
+  uint32_t denominator;
+};
+constexpr FrameInterval kNormalInterval = {30, 259};
+constexpr FrameInterval kShortInterval = {10, 259};
+
 // A number among /dev/videoN. It stays taken while anyone holds the node: the device it belongs to,
 // or an open file of it.
 struct VideoNode {
@@ -47,9 +55,9 @@ struct Attachment {
   // The capture stream.
   CaptureQueue queue;
   const OpenFile* owner = nullptr;  // descriptor that took the stream with S_FMT, S_PARM or REQBUFS
-  size_t interval = 0;              // index among the offered frame intervals
-  bool stopping = false;            // STREAMOFF is at work
-  bool broken = false;              // transfers failed: silence until the next STREAMON
+  FrameInterval interval = kNormalInterval;
+  bool stopping = false;  // STREAMOFF is at work
+  bool broken = false;    // transfers failed: silence until the next STREAMON
   uint32_t nextSequence = 0;
   Time nextFrameAt;
 };
@@ -136,11 +144,7 @@ void RefreshSysfs(Attachment& attachment);  // after a change of sysfsChanges
 void Schedule(HostState& host, int ms, std::function<void()> action);
 
 // Frames (frame_source.cc).
-struct FrameInterval {
-  uint32_t numerator;
-  uint32_t denominator;
-};
-std::vector<FrameInterval> OfferedIntervals(const ProductModel& product);
+std::vector<FrameInterval> OfferedIntervals(const ProductModel& product);  // shortest first
 double FrameRate(const CameraState& camera, const Attachment& attachment);
 // When the next frame can change anything for the program; none: never by itself.
 std::optional<Time> NextFrameDue(const Attachment& attachment);

@@ -46,6 +46,12 @@ const char* NameOf(uint32_t request) {
       return "VIDIOC_STREAMON";
     case VIDIOC_STREAMOFF:
       return "VIDIOC_STREAMOFF";
+    case VIDIOC_QUERYCTRL:
+      return "VIDIOC_QUERYCTRL";
+    case VIDIOC_G_CTRL:
+      return "VIDIOC_G_CTRL";
+    case VIDIOC_S_CTRL:
+      return "VIDIOC_S_CTRL";
     case UVCIOC_CTRL_QUERY:
       return "UVCIOC_CTRL_QUERY";
     default:
@@ -97,6 +103,10 @@ int Dispatch(const IoctlCall& call, uint32_t request, void* argument) {
       return With<int>(argument, call, StreamOn);
     case VIDIOC_STREAMOFF:
       return With<int>(argument, call, StreamOff);
+    case VIDIOC_QUERYCTRL:
+    case VIDIOC_G_CTRL:
+    case VIDIOC_S_CTRL:
+      return EINVAL;  // it has no brightness, no contrast, nothing
     case UVCIOC_CTRL_QUERY:
       return With<uvc_xu_control_query>(argument, call, QueryExtensionUnit);
     default:

@@ -31,7 +31,7 @@ void FillBuffer(const IoctlCall& call, uint32_t index, v4l2_buffer& buffer) {
   if (slot.holder == CaptureQueue::Holder::kDone) buffer.flags |= V4L2_BUF_FLAG_DONE;
   if (slot.error) buffer.flags |= V4L2_BUF_FLAG_ERROR;
   if (IsMapped(call.host, slot.memory.get())) buffer.flags |= V4L2_BUF_FLAG_MAPPED;
-  buffer.field = V4L2_FIELD_NONE;
+  buffer.field = slot.filledOnce ? V4L2_FIELD_NONE : V4L2_FIELD_ANY;
   const auto micros =
       std::chrono::duration_cast<std::chrono::microseconds>(slot.timestamp.time_since_epoch());
   buffer.timestamp.tv_sec = micros.count() / 1'000'000;
@@ -67,7 +67,9 @@ int RequestBuffers(const IoctlCall& call, v4l2_requestbuffers& request) {
   if (const int error = camera.faults.Take(Step::kRequestBuffers)) return error;
   if (const int error = TakeStream(call)) return error;
   if (attachment.queue.streaming()) return EBUSY;
-  request.capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_ORPHANED_BUFS;
+  // The driver's, though of these the virtual one has only memory to map.
+  request.capabilities = V4L2_BUF_CAP_SUPPORTS_MMAP | V4L2_BUF_CAP_SUPPORTS_USERPTR |
+                         V4L2_BUF_CAP_SUPPORTS_DMABUF | V4L2_BUF_CAP_SUPPORTS_ORPHANED_BUFS;
   if (request.count == 0) {
     attachment.queue.Free();
     attachment.owner = nullptr;

@@ -1,5 +1,6 @@
 // Format and frame rate. A camera has one format; the driver puts it in place of whatever it is
 // asked for.
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -40,12 +41,9 @@ double Distance(const v4l2_fract& wanted, const FrameInterval& offered) {
   return std::abs(seconds - static_cast<double>(offered.numerator) / offered.denominator);
 }
 
-size_t NearestInterval(const std::vector<FrameInterval>& offered, const v4l2_fract& wanted) {
-  size_t nearest = 0;
-  for (size_t i = 1; i < offered.size(); ++i) {
-    if (Distance(wanted, offered[i]) < Distance(wanted, offered[nearest])) nearest = i;
-  }
-  return nearest;
+FrameInterval NearestInterval(const std::vector<FrameInterval>& offered, const v4l2_fract& wanted) {
+  return std::ranges::min(
+      offered, {}, [&](const FrameInterval& interval) { return Distance(wanted, interval); });
 }
 
 }  // namespace
@@ -70,7 +68,7 @@ int SetFormat(const IoctlCall& call, v4l2_format& format) {
 
 int GetParm(const IoctlCall& call, v4l2_streamparm& parm) {
   if (!IsCapture(call, parm.type)) return EINVAL;
-  FillParm(OfferedIntervals(call.camera().model.product())[call.attachment().interval], parm);
+  FillParm(call.attachment().interval, parm);
   return 0;
 }
 
@@ -81,9 +79,9 @@ int SetParm(const IoctlCall& call, v4l2_streamparm& parm) {
   if (const int error = call.camera().faults.Take(Step::kSetParm)) return error;
   if (const int error = TakeStream(call)) return error;
   if (call.attachment().queue.streaming()) return EBUSY;
-  const auto offered = OfferedIntervals(call.camera().model.product());
-  call.attachment().interval = NearestInterval(offered, wanted);
-  FillParm(offered[call.attachment().interval], parm);
+  FrameInterval& interval = call.attachment().interval;
+  interval = NearestInterval(OfferedIntervals(call.camera().model.product()), wanted);
+  FillParm(interval, parm);
   return 0;
 }
 

@@ -83,7 +83,7 @@ int EnumerateInterval(const IoctlCall& call, v4l2_frmivalenum& interval) {
 int EnumerateInput(const IoctlCall&, v4l2_input& input) {
   if (input.index != 0) return EINVAL;
   std::memset(&input, 0, sizeof input);
-  CopyText(input.name, "Camera 1");
+  CopyText(input.name, "Input 1");
   input.type = V4L2_INPUT_TYPE_CAMERA;
   return 0;
 }

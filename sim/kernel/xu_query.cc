@@ -1,18 +1,15 @@
 // Extension-unit transfers through UVCIOC_CTRL_QUERY.
 #include <linux/usb/video.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <span>
 #include <thread>
+#include <vector>
 
 #include "sim/kernel/ioctls.h"
-#include "sim/model/wire.h"
 
 namespace zosim::kernel {
 namespace {
-
-constexpr uint8_t kCanGet = 0x01;  // capability bits of GET_INFO
-constexpr uint8_t kCanSet = 0x02;
 
 const char* NameOf(uint8_t query) {
   switch (query) {
@@ -46,7 +43,7 @@ int Check(const ControlInfo& control, const uvc_xu_control_query& query) {
   if (query.size != size) return ENOBUFS;
   if (query.query == UVC_SET_CUR && !control.canSet) return EBADRQC;
   if (query.query == UVC_GET_CUR && !control.canGet) return EBADRQC;
-  return query.data == nullptr ? EFAULT : 0;
+  return query.query == UVC_SET_CUR && query.data == nullptr ? EFAULT : 0;
 }
 
 int ErrorOf(StallReason reason) {
@@ -76,26 +73,6 @@ void Sleep(const IoctlCall& call, int ms) {
   Advance(call.host);
 }
 
-TransferResult Transfer(Firmware& firmware, const ControlInfo& control,
-                        const uvc_xu_control_query& query) {
-  const std::span<uint8_t> data(query.data, query.size);
-  switch (query.query) {
-    case UVC_SET_CUR:
-      return firmware.SetCurrent(query.selector, data);
-    case UVC_GET_CUR:
-      return firmware.GetCurrent(query.selector, data);
-    case UVC_GET_LEN:
-      PutLittle16(data, 0, control.size);
-      return TransferResult::Done();
-    case UVC_GET_INFO:
-      data[0] =
-          static_cast<uint8_t>((control.canGet ? kCanGet : 0) | (control.canSet ? kCanSet : 0));
-      return TransferResult::Done();
-    default:
-      return TransferResult::Stall(StallReason::kInvalidRequest);
-  }
-}
-
 // The camera was asked to reconnect: it leaves its node after a while and comes back.
 void ScheduleReconnect(HostState& host, const std::shared_ptr<CameraState>& camera) {
   Schedule(host, camera->timings.reconnectLeaveMs, [&host, camera] {
@@ -122,7 +99,9 @@ int QueryExtensionUnit(const IoctlCall& call, uvc_xu_control_query& query) {
   if (!control) return ENOENT;
   if (const int error = Check(*control, query)) return error;
   const bool sets = query.query == UVC_SET_CUR;
-  if (sets) entry.bytes.assign(query.data, query.data + query.size);
+  std::vector<uint8_t> data;
+  if (sets) data.assign(query.data, query.data + query.size);
+  entry.bytes = data;
   const std::shared_ptr<CameraState> camera = call.attachment().camera;
   if (const int error = camera->faults.Take(Step::kTransfer, query.selector)) return error;
 
@@ -130,13 +109,17 @@ int QueryExtensionUnit(const IoctlCall& call, uvc_xu_control_query& query) {
   Sleep(call, camera->timings.transferMs);
   // A transfer that is under way when its device goes ends differently from one begun too late.
   if (!call.attachment().registered) return ENOENT;
-  const TransferResult result = Transfer(camera->model.firmware(), *control, query);
+  const TransferResult result =
+      camera->model.firmware().Transfer(query.query, query.selector, data);
   if (result.end == TransferResult::End::kNoAnswer) {
     Sleep(call, camera->timings.noAnswerMs);
     return call.attachment().registered ? ETIMEDOUT : ENOENT;
   }
   if (result.end == TransferResult::End::kStall) return ErrorOf(result.reason);
-  if (!sets) entry.bytes.assign(query.data, query.data + query.size);
+  // A camera that was asked has answered, whether or not the program has a place for it.
+  if (!sets && query.data == nullptr) return EFAULT;
+  if (!sets) std::ranges::copy(data, query.data);
+  entry.bytes = data;
   if (camera->model.firmware().TakeReconnectRequest()) ScheduleReconnect(call.host, camera);
   RunHooks(call.lock, *camera, Moment::kAfterTransfer, query.selector);
   return 0;

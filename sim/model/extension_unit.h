@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 namespace zosim {
 
@@ -32,6 +33,10 @@ struct ControlInfo {
 
 // The control behind a selector; none for selectors the unit does not have.
 std::optional<ControlInfo> ControlFor(uint8_t selector);
+
+// What the camera tells of a control: the answer to GET_LEN, GET_INFO, GET_MIN, GET_MAX, GET_RES or
+// GET_DEF, and none to other requests.
+std::optional<std::vector<uint8_t>> DescribeControl(const ControlInfo& control, uint8_t request);
 
 // UVC request error codes, as a camera reports them after it stalled a request.
 enum class StallReason : uint8_t {

@@ -1,6 +1,9 @@
 #include "sim/model/firmware.h"
 
+#include <linux/usb/video.h>
+
 #include <algorithm>
+#include <utility>
 
 #include "sim/model/wire.h"
 
@@ -93,6 +96,22 @@ std::optional<TransferResult> Firmware::TakeScripted(uint8_t selector) {
   const TransferResult taken = result;
   if (times != kForever && --times == 0) scriptedTransfers_.erase(found);
   return taken;
+}
+
+TransferResult Firmware::Transfer(uint8_t request, uint8_t selector, std::vector<uint8_t>& data) {
+  const auto control = ControlFor(selector);
+  if (!control) return TransferResult::Stall(StallReason::kInvalidControl);
+  if (request == UVC_SET_CUR && control->canSet && data.size() == control->size) {
+    return SetCurrent(selector, data);
+  }
+  if (request == UVC_GET_CUR && control->canGet) {
+    data.assign(control->size, 0);
+    return GetCurrent(selector, data);
+  }
+  auto description = DescribeControl(*control, request);
+  if (!description) return TransferResult::Stall(StallReason::kInvalidRequest);
+  data = std::move(*description);
+  return TransferResult::Done();
 }
 
 TransferResult Firmware::SetCurrent(uint8_t selector, std::span<const uint8_t> data) {

@@ -57,9 +57,9 @@ class Firmware {
   // Power-on state, after a reconnect or replug. Scripts, registers and counters stay.
   void Restart();
 
-  // The transfers. The sizes must be the control's (ControlFor).
-  TransferResult SetCurrent(uint8_t selector, std::span<const uint8_t> data);
-  TransferResult GetCurrent(uint8_t selector, std::span<uint8_t> data);
+  // A transfer: a request of the USB video class on a control. `data` goes in with SET_CUR and
+  // comes out of all others.
+  TransferResult Transfer(uint8_t request, uint8_t selector, std::vector<uint8_t>& data);
 
  private:
   struct Response {
@@ -67,6 +67,9 @@ class Firmware {
     std::vector<uint8_t> data;
   };
 
+  // Of the control's size (ControlFor).
+  TransferResult SetCurrent(uint8_t selector, std::span<const uint8_t> data);
+  TransferResult GetCurrent(uint8_t selector, std::span<uint8_t> data);
   std::optional<TransferResult> TakeScripted(uint8_t selector);
   void StartRead(std::span<const uint8_t> request);
   void StartWrite(std::span<const uint8_t> request, size_t room);

@@ -227,49 +227,20 @@ UsbDevice::Result UsbDevice::HandleVideoControl(const Request& request) {
 
 UsbDevice::Result UsbDevice::HandleExtensionUnit(const Request& request, uint8_t selector) {
   const Setup setup(request);
-  const auto control = ControlFor(selector);
-  if (!control) return {TransferResult::Stall(StallReason::kInvalidControl), {}};
   Firmware& firmware = source_->camera()->firmware();
-  const std::string name = " " + std::to_string(selector) + " ";
-  Result result;
-  result.data.resize(control->size);
-  switch (setup.request) {
-    case UVC_SET_CUR:
-      if (!control->canSet || request.data.size() != control->size) {
-        return {TransferResult::Stall(StallReason::kInvalidRequest), {}};
-      }
-      result.end = firmware.SetCurrent(selector, request.data);
-      transfers_.push_back("SET_CUR" + name + HexOf(request.data));
-      if (firmware.TakeReconnectRequest()) {
-        unplugAt_ = std::chrono::steady_clock::now() + kReconnectLeave;
-        plugAt_ = *unplugAt_ + kReconnectReturn;
-      }
-      return result;
-    case UVC_GET_CUR: {
-      if (!control->canGet) return {TransferResult::Stall(StallReason::kInvalidRequest), {}};
-      result.end = firmware.GetCurrent(selector, result.data);
-      const bool done = result.end.end == TransferResult::End::kDone;
-      transfers_.push_back("GET_CUR" + name + (done ? HexOf(result.data) : ""));
-      return result;
-    }
-    case UVC_GET_LEN:
-      result.data.resize(2);
-      PutLittle16(result.data, 0, control->size);
-      return result;
-    case UVC_GET_INFO:
-      result.data = {
-          static_cast<uint8_t>((control->canGet ? kCanGet : 0) | (control->canSet ? kCanSet : 0))};
-      return result;
-    case UVC_GET_MAX:
-      std::fill(result.data.begin(), result.data.end(), uint8_t{0xFF});
-      return result;
-    case UVC_GET_MIN:
-    case UVC_GET_RES:
-    case UVC_GET_DEF:
-      return result;
-    default:
-      return {TransferResult::Stall(StallReason::kInvalidRequest), {}};
+  Result result{{}, request.data};
+  result.end = firmware.Transfer(setup.request, selector, result.data);
+  const bool sets = setup.request == UVC_SET_CUR;
+  if (sets || setup.request == UVC_GET_CUR) {
+    const bool carried = sets || result.end.end == TransferResult::End::kDone;
+    transfers_.push_back((sets ? "SET_CUR " : "GET_CUR ") + std::to_string(selector) + " " +
+                         (carried ? HexOf(result.data) : ""));
   }
+  if (firmware.TakeReconnectRequest()) {
+    unplugAt_ = std::chrono::steady_clock::now() + kReconnectLeave;
+    plugAt_ = *unplugAt_ + kReconnectReturn;
+  }
+  return result;
 }
 
 // The stream's probe and commit controls: everything but the interval is fixed.

@@ -16,9 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -124,17 +122,16 @@ void AskWhatItIs(const Node& node) {
   }
   v4l2_format format = Format(V4L2_BUF_TYPE_VIDEO_CAPTURE);
   (void)node.Call(VIDIOC_G_FMT, format);
-  std::set<std::pair<uint32_t, uint32_t>> intervals;  // the order is the camera's
   for (uint32_t index = 0; index < 3; ++index) {
     v4l2_frmivalenum interval = {};
     interval.index = index;
     interval.pixel_format = V4L2_PIX_FMT_YUYV;
     interval.width = format.fmt.pix.width;
     interval.height = format.fmt.pix.height;
-    if (!node.Ask("ENUM_FRAMEINTERVALS", VIDIOC_ENUM_FRAMEINTERVALS, interval)) continue;
-    intervals.emplace(interval.discrete.numerator, interval.discrete.denominator);
+    if (node.Ask("ENUM_FRAMEINTERVALS", VIDIOC_ENUM_FRAMEINTERVALS, interval)) {
+      Print("  %u/%u\n", interval.discrete.numerator, interval.discrete.denominator);
+    }
   }
-  for (const auto& [numerator, denominator] : intervals) Print("  %u/%u\n", numerator, denominator);
   for (uint32_t index = 0; index < 2; ++index) {
     v4l2_input input = {};
     input.index = index;
@@ -149,6 +146,10 @@ void AskWhatItIs(const Node& node) {
   v4l2_control control = {};
   control.id = V4L2_CID_BRIGHTNESS;
   node.Ask("G_CTRL", VIDIOC_G_CTRL, control);
+  node.Ask("S_CTRL", VIDIOC_S_CTRL, control);
+  v4l2_queryctrl description = {};
+  description.id = V4L2_CID_BRIGHTNESS;
+  node.Ask("QUERYCTRL", VIDIOC_QUERYCTRL, description);
   v4l2_std_id standard = 0;
   node.Ask("G_STD", VIDIOC_G_STD, standard);
 }
@@ -282,6 +283,10 @@ void AskTheUnit(const Node& node) {
   for (uint8_t selector = 0; selector <= 13; ++selector) {
     ask(4, selector, UVC_GET_LEN, 2, false);
     ask(4, selector, UVC_GET_INFO, 1, false);
+  }
+  for (const int request : {UVC_GET_MIN, UVC_GET_MAX, UVC_GET_RES, UVC_GET_DEF}) {
+    ask(4, 9, static_cast<uint8_t>(request), 6, false);
+    ask(4, 9, static_cast<uint8_t>(request), 2, false);
   }
   ask(4, 1, UVC_GET_LEN, 1, false);
   ask(4, 1, UVC_GET_CUR, 24, false);

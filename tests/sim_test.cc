@@ -304,7 +304,8 @@ TEST_F(VirtualCameraTest, ChecksTransfersLikeTheDriver) {
       {4, 1, UVC_SET_CUR, 24, EBADRQC}, {4, 9, UVC_GET_CUR, 6, EBADRQC},
       {4, 13, UVC_GET_CUR, 2, ENOENT},  {3, 1, UVC_GET_CUR, 24, ENOENT},
       {4, 12, UVC_SET_CUR, 8, 0},       {4, 5, UVC_GET_LEN, 2, 0},
-      {4, 11, UVC_GET_CUR, 2, 0},       {4, 2, UVC_GET_MAX, 1, EIO}};
+      {4, 11, UVC_GET_CUR, 2, 0},       {4, 2, UVC_GET_MAX, 1, 0},
+      {4, 2, UVC_GET_MAX, 2, ENOBUFS}};
   for (const auto& [unit, selector, query, size, error] : cases) {
     Bytes data(size);
     EXPECT_EQ(client.Transfer(query, selector, data, unit), error) << int{selector};

@@ -47,7 +47,8 @@ void Park(_ZoDev* dev) ZO_HOLDS(*dev->fileLock) {
   dev->filePauseParked = 1;
   dev->fileBaseTimeOffset = 0;
   dev->readerStateCond->NotifyAll();
-  while (dev->fileReadPaused != 0) {
+  // A stop ends it also when somebody has asked for a pause behind it.
+  while (dev->fileReading != 0 && dev->fileReadPaused != 0) {
     dev->readerWakeCond->Wait(dev->fileLock.get(), kLongestWaitMs);
   }
   dev->filePauseParked = 0;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -603,6 +604,24 @@ TEST_F(Recording, SharesOneScanBetweenBothGains) {
   ASSERT_EQ(setUp(0, 30), 6);
   EXPECT_FALSE(d.tbHistValid) << "the histogram's scan failed";
   EXPECT_EQ(d.tbHistTable, nullptr);
+}
+
+TEST_F(Recording, StopsWhileAnotherThreadPausesIt) {
+  Write(Regular(30, 3));
+  for (int round = 0; round < 300; ++round) {
+    Player player;
+    const Handle dev = player.Open(path);
+    ZoLib_SetFileReadSpeed(dev.get(), round % 2);
+    ASSERT_EQ(ZoLib_CaptureStart(dev.get()), 0);
+    std::atomic<bool> stopped = false;
+    std::thread pauser([&] {
+      while (!stopped) ZoLib_FileReadPause(dev.get());
+    });
+    std::this_thread::sleep_for(std::chrono::microseconds(round * 10));
+    EXPECT_EQ(ZoLib_CaptureStop(dev.get()), 0) << "a late pause holds nobody";
+    stopped = true;
+    pauser.join();
+  }
 }
 
 TEST_F(Recording, ObeysTwoThreadsAtOnce) {

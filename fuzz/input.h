@@ -58,7 +58,8 @@ class Input {
 
   // A piece of the input that tells its length.
   std::span<const uint8_t> Piece() {
-    const std::size_t count = std::min<std::size_t>(Word(), rest_.size());
+    const std::size_t wanted = Word();  // before the rest is measured, which it shortens
+    const std::size_t count = std::min(wanted, rest_.size());
     const auto piece = rest_.first(count);
     rest_ = rest_.subspan(count);
     return piece;

@@ -1,4 +1,5 @@
 // zocam check: whether a recording is intact, and a new file of what is.
+#include <CLI/CLI.hpp>
 #include <cinttypes>
 #include <cstdio>
 #include <filesystem>

@@ -1,4 +1,5 @@
 // zocam command: one camera command, written in hexadecimal.
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstdio>
 #include <memory>

@@ -1,5 +1,7 @@
 #include "tools/commands.h"
 
+#include <CLI/CLI.hpp>
+
 void SetUpApp(CLI::App& app, Action& action) {
   app.name("zocam");
   app.description(

@@ -6,8 +6,9 @@
 #ifndef ZOCAM_TOOLS_COMMANDS_H
 #define ZOCAM_TOOLS_COMMANDS_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
+
+#include "tools/cli_fwd.h"
 
 // Exit statuses of the tool.
 inline constexpr int kDone = 0;

@@ -1,5 +1,6 @@
 #include "tools/decode_options.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 
 #include "tools/advice.h"

@@ -3,12 +3,12 @@
 #ifndef ZOCAM_TOOLS_DECODE_OPTIONS_H
 #define ZOCAM_TOOLS_DECODE_OPTIONS_H
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "zocam/zocam.hpp"
 
+#include "tools/cli_fwd.h"
 #include "tools/reference_image.h"
 #include "tools/source.h"
 

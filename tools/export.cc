@@ -1,4 +1,5 @@
 // zocam export: a recording as pictures, an array, a table or a video.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <charconv>

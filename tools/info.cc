@@ -1,4 +1,5 @@
 // zocam info: all there is to know of one camera or recording.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>

@@ -1,4 +1,5 @@
 // zocam list: the cameras that are connected, and why one cannot be used.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>

@@ -3,13 +3,13 @@
 #ifndef ZOCAM_TOOLS_LIVE_VIEW_H
 #define ZOCAM_TOOLS_LIVE_VIEW_H
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <string>
 #include <vector>
 
 #include "zocam/zocam.hpp"
 
+#include "tools/cli_fwd.h"
 #include "tools/decode_options.h"
 #include "tools/picture.h"
 #include "tools/picture_options.h"

@@ -1,4 +1,5 @@
 // zocam: find, look through and talk to the cameras from a terminal.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 

@@ -2,13 +2,14 @@
 #ifndef ZOCAM_TOOLS_OFFSET_TEXT_H
 #define ZOCAM_TOOLS_OFFSET_TEXT_H
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "zocam/zocam.hpp"
+
+#include "tools/cli_fwd.h"
 
 // "90", "90.5", "1:30.5" or "1:02:03": seconds, minutes and seconds, or hours as well.
 std::optional<std::chrono::milliseconds> ParseOffset(std::string_view text);

@@ -1,5 +1,6 @@
 #include "tools/picture_options.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <charconv>

@@ -2,12 +2,13 @@
 #ifndef ZOCAM_TOOLS_PICTURE_OPTIONS_H
 #define ZOCAM_TOOLS_PICTURE_OPTIONS_H
 
-#include <CLI/CLI.hpp>
+#include <array>
 #include <optional>
 #include <string>
 
 #include "zocam/zocam.hpp"
 
+#include "tools/cli_fwd.h"
 #include "tools/picture.h"
 #include "tools/quantity.h"
 

@@ -1,4 +1,5 @@
 // zocam reflection make: learns the reflections that a camera sees, for snapshot and watch.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>

@@ -1,5 +1,6 @@
 #include "tools/region.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <charconv>

@@ -2,11 +2,11 @@
 #ifndef ZOCAM_TOOLS_REGION_H
 #define ZOCAM_TOOLS_REGION_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "tools/cli_fwd.h"
 #include "tools/measurement.h"
 
 struct Region {

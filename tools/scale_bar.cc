@@ -1,5 +1,6 @@
 #include "tools/scale_bar.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

@@ -2,9 +2,9 @@
 #ifndef ZOCAM_TOOLS_SCALE_BAR_H
 #define ZOCAM_TOOLS_SCALE_BAR_H
 
-#include <CLI/CLI.hpp>
 #include <map>
 
+#include "tools/cli_fwd.h"
 #include "tools/measurement.h"
 #include "tools/picture.h"
 #include "tools/picture_options.h"

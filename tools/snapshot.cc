@@ -1,4 +1,5 @@
 // zocam snapshot: one picture, and the measured values behind it.
+#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
 #include <ctime>

@@ -1,5 +1,6 @@
 #include "tools/source.h"
 
+#include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
 #include <optional>

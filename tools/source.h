@@ -3,11 +3,12 @@
 #ifndef ZOCAM_TOOLS_SOURCE_H
 #define ZOCAM_TOOLS_SOURCE_H
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <string>
 
 #include "zocam/zocam.hpp"
+
+#include "tools/cli_fwd.h"
 
 // Adds the optional DEVICE argument: a camera.
 void AddCameraArgument(CLI::App& command, std::string& name);

@@ -1,4 +1,5 @@
 // zocam watch: the live picture in a terminal.
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <memory>

@@ -1,4 +1,5 @@
 // Prints the manual page or the shell completion of a command. Used while building only.
+#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <string>
 

@@ -1,5 +1,6 @@
 #include "tools/manual/manual.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <sstream>

@@ -2,8 +2,9 @@
 #ifndef ZOCAM_TOOLS_MANUAL_MANUAL_H
 #define ZOCAM_TOOLS_MANUAL_MANUAL_H
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "tools/cli_fwd.h"
 
 // A page of section 1, as troff source. @param version e.g. "zocam 1.9.3". @param seeAlso other
 // pages, as "zocam-sim(1)".

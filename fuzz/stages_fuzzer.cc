@@ -102,9 +102,14 @@ void Circumference(Input& input) {
   std::vector<double> table(size.count());
   FillCircumferenceTable(table, size.width, size.height);
   Bytes bytes;
-  const double factor = input.Flag() ? CircumferenceFactor(TakeFooter(input, bytes),
-                                                           input.Flag() ? 9 : 14, input.Byte() & 1)
-                                     : TakeDouble(input, -1e4, 1e4);
+  double factor = 0;
+  if (input.Flag()) {
+    const Footer footer = TakeFooter(input, bytes);
+    const uint8_t revision = input.Flag() ? 9 : 14;
+    factor = CircumferenceFactor(footer, revision, input.Byte() & 1);
+  } else {
+    factor = TakeDouble(input, -1e4, 1e4);
+  }
   Compare<uint8_t>(words.size(), [&](auto& stages, auto out) {
     stages.correctCircumference(words, table, size.width, factor, out);
   });
@@ -214,8 +219,9 @@ void Statistics(Input& input) {
       {before}, [&](auto& stages, auto out) { stages.widenExtremes(image, counted, out[0]); });
   zocam::Extremes extremes = before;
   zocam::scalar::WidenExtremes(image, counted, extremes);
-  const auto range = zocam::WholeBlocks(zocam::Clamp(
-      extremes, input.Flag() ? input.Word() : 0, input.Flag() ? input.Word() : uint16_t{0xFFFF}));
+  const uint16_t low = input.Flag() ? input.Word() : 0;
+  const uint16_t high = input.Flag() ? input.Word() : 0xFFFF;
+  const auto range = zocam::WholeBlocks(zocam::Clamp(extremes, low, high));
   CompareAfter<uint64_t>(std::vector<uint64_t>(zocam::kGainBins, input.Byte()),
                          [&](auto& stages, auto out) {
                            zocam::BinCounts counts{};

@@ -19,5 +19,6 @@ void SetUpApp(CLI::App& app, Action& action) {
   AddDumpCommand(app, action);
   AddCheckCommand(app, action);
   AddReflectionCommand(app, action);
+  AddServeCommand(app, action);
   AddCommandCommand(app, action);
 }

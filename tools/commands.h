@@ -30,6 +30,7 @@ void AddExportCommand(CLI::App& app, Action& action);
 void AddDumpCommand(CLI::App& app, Action& action);
 void AddCheckCommand(CLI::App& app, Action& action);
 void AddReflectionCommand(CLI::App& app, Action& action);
+void AddServeCommand(CLI::App& app, Action& action);
 void AddCommandCommand(CLI::App& app, Action& action);
 
 #endif

@@ -68,6 +68,14 @@ Picture Enlarge(const Picture& picture, uint32_t factor) {
   return Resample(picture, picture.width * factor, picture.height * factor);
 }
 
+Picture Turn(const Picture& picture) {
+  Picture turned(picture.height, picture.width);
+  for (uint32_t y = 0; y < picture.height; ++y)
+    for (uint32_t x = 0; x < picture.width; ++x)
+      turned.At(picture.height - 1 - y, x) = picture.At(x, y);
+  return turned;
+}
+
 void Paste(Picture& canvas, const Picture& picture, uint32_t left, uint32_t top) {
   if (picture.width == 0) return;
   for (uint32_t y = 0; y < picture.height; ++y)

@@ -39,6 +39,9 @@ Picture Enlarge(const Picture& picture, uint32_t factor);
 // To any size: the mean of the pixels that fall on a new one, or the nearest pixel when enlarging.
 Picture Resample(const Picture& picture, uint32_t width, uint32_t height);
 
+// By 90 degrees, clockwise.
+Picture Turn(const Picture& picture);
+
 // Copies picture into canvas, its top left corner at (left, top), where it must fit.
 void Paste(Picture& canvas, const Picture& picture, uint32_t left, uint32_t top);
 

@@ -7,6 +7,7 @@ connection, or as WebSocket messages. The server must answer an honest request a
 end with status 0; a sanitizer's report ends it otherwise.
 """
 import concurrent.futures
+import contextlib
 import json
 import os
 import random
@@ -208,26 +209,31 @@ def main():
             copy.write(source.read())
         server = subprocess.Popen(
             [sim, "-c", f"6103,serial={SERIAL}", "--", zocam, "serve", SERIAL, film, "--listen",
-             "127.0.0.1:0", "--recordings", folder], stdout=subprocess.PIPE, text=True)
-        address = re.search(r"http://([\d.]+):(\d+)/", server.stdout.readline())
-        host, port = address[1], int(address[2])
-        wait_for_image(host, port)
-        check_refusals(host, port)
-        check_bounds(host, port)
-        end = time.monotonic() + seconds
-        with concurrent.futures.ThreadPoolExecutor(WORKERS) as pool:
-            workers = [pool.submit(fuzz, seed + i, host, port, end) for i in range(WORKERS)]
-            asked = 0
-            while time.monotonic() < end:
-                with urllib.request.urlopen(f"http://{host}:{port}/api/v1/sources", timeout=20) as answer:
-                    assert len(json.load(answer)["sources"]) == 2
-                asked += 1
-                time.sleep(0.1)
-            visits = sum(worker.result() for worker in workers)
-        with urllib.request.urlopen(f"http://{host}:{port}/api/v1/sources", timeout=20) as answer:
-            assert answer.status == 200
-        server.send_signal(signal.SIGINT)
-        status = server.wait(timeout=30)
+             "127.0.0.1:0", "--recordings", folder], stdout=subprocess.PIPE, text=True,
+            start_new_session=True)
+        try:
+            address = re.search(r"http://([\d.]+):(\d+)/", server.stdout.readline())
+            host, port = address[1], int(address[2])
+            wait_for_image(host, port)
+            check_refusals(host, port)
+            check_bounds(host, port)
+            end = time.monotonic() + seconds
+            with concurrent.futures.ThreadPoolExecutor(WORKERS) as pool:
+                workers = [pool.submit(fuzz, seed + i, host, port, end) for i in range(WORKERS)]
+                asked = 0
+                while time.monotonic() < end:
+                    with urllib.request.urlopen(f"http://{host}:{port}/api/v1/sources", timeout=20) as answer:
+                        assert len(json.load(answer)["sources"]) == 2
+                    asked += 1
+                    time.sleep(0.1)
+                visits = sum(worker.result() for worker in workers)
+            with urllib.request.urlopen(f"http://{host}:{port}/api/v1/sources", timeout=20) as answer:
+                assert answer.status == 200
+            server.send_signal(signal.SIGINT)
+            status = server.wait(timeout=30)
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(server.pid, signal.SIGKILL)
         strays = [name for name in os.listdir(top) if name not in ("films", "secret.y4m")]
         assert not strays, f"written outside of the folder: {strays}"
         print(f"{visits} connections, {asked} honest requests answered, exit status {status}")

@@ -85,8 +85,9 @@ const view = new ImageView(byId('picture-frame'), byId('picture'), byId('overlay
   select: selectSpot,
   move: (i, area, isDone) => {
     if (isDone) changeSpot(i, area);
-    else current.setSpots(current.spots.map((spot, k) => (k === i ? { ...spot, ...area } : spot)));
+    else current.previewSpots(current.spots.map((spot, k) => (k === i ? { ...spot, ...area } : spot)));
   },
+  cancel: () => current.endPreview(),
 });
 
 // --- feeds
@@ -121,6 +122,7 @@ function showSources({ sources }) {
 
 function selectFeed(feed) {
   if (feed === current) return;
+  view.cancel();
   current = feed;
   selected = -1;
   shownFrame = null;

@@ -23,6 +23,7 @@ export class Feed {
     this.playback = null;
     this.spots = info.spots ?? [];
     this.spotChanges = 0;  // sent and not answered yet
+    this.keptSpots = null;  // those before a drag that is not over
     this.arrivals = [];
     this.clearHistory();
     this.connection = new Connection(path, {
@@ -63,7 +64,8 @@ export class Feed {
   takeInfo(info) {
     this.info = { ...this.info, ...info };
     // Spots that are on their way to the server are newer than those it tells of.
-    if (this.isShared && info.spots && this.spotChanges === 0 && !sameSpots(info.spots, this.spots)) {
+    if (this.isShared && info.spots && this.spotChanges === 0 && !this.keptSpots &&
+        !sameSpots(info.spots, this.spots)) {
       this.setSpots(info.spots);
     }
     this.changed(this, 'state');
@@ -97,8 +99,20 @@ export class Feed {
     this.changed(this, 'spots');
   }
 
+  // Shows what a drag would make of the spots.
+  previewSpots(spots) {
+    this.keptSpots ??= this.spots;
+    this.setSpots(spots);
+  }
+
+  endPreview() {
+    if (this.keptSpots) this.setSpots(this.keptSpots);
+    this.keptSpots = null;
+  }
+
   // Shows the change at once and shares it; what the server keeps counts.
   async changeSpots(spots) {
+    this.keptSpots = null;
     this.setSpots(spots.slice(0, kMostSpots));
     if (!this.isShared) return;
     ++this.spotChanges;

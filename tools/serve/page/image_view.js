@@ -9,7 +9,7 @@ const kDragPx = 6;  // less is a click
 const kReachPx = { mouse: 8, pen: 12, touch: 20 };
 
 export class ImageView {
-  // handlers: pointer(place or null), add(area), move(index, area, isDone), select(index).
+  // handlers: pointer(place or null), add(area), move(index, area, isDone), cancel(), select(index).
   constructor(frameElement, picture, overlay, handlers) {
     this.frameElement = frameElement;
     this.picture = picture;
@@ -23,7 +23,7 @@ export class ImageView {
     picture.addEventListener('pointerdown', (event) => this.press(event));
     picture.addEventListener('pointermove', (event) => this.pointAt(event));
     picture.addEventListener('pointerup', (event) => this.lift(event));
-    picture.addEventListener('pointercancel', () => { this.drag = null; });
+    picture.addEventListener('pointercancel', () => this.cancel());
     picture.addEventListener('pointerleave', (event) => {
       // A finger has left when it lifts; what it touched stays readable.
       if (event.pointerType === 'mouse') this.setPointer(null);
@@ -54,6 +54,12 @@ export class ImageView {
       x: Math.max(0, Math.min(Math.floor(x), this.width - 1)),
       y: Math.max(0, Math.min(Math.floor(y), this.height - 1)),
     };
+  }
+
+  // Ends a drag as if it had not been.
+  cancel() {
+    if (this.drag) this.handlers.cancel();
+    this.drag = null;
   }
 
   setPointer(place) {

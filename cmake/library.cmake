@@ -25,7 +25,10 @@ endif()
 add_library(zocam_objects OBJECT ${ZOCAM_SOURCES})
 target_link_libraries(zocam_objects PUBLIC zocam_flags Threads::Threads)
 target_include_directories(zocam_objects PUBLIC ${CMAKE_SOURCE_DIR}/include)
+# Whoever follows a fault into the library finds all of its types and variables.
+target_compile_options(zocam_objects PRIVATE $<$<CONFIG:RelWithDebInfo>:-g>)
 set_target_properties(zocam_objects PROPERTIES
+  UNITY_BUILD OFF  # the order of its files counts
   CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 math(EXPR ZOCAM_VERSION_NUMBER
   "${PROJECT_VERSION_MAJOR} * 65536 + ${PROJECT_VERSION_MINOR} * 256 + ${PROJECT_VERSION_PATCH}")

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+constexpr uint32_t kMostPixelsPerSide = 4096;  // of an image that is read
+
 // Throws ToolError when the file cannot be read or has more bytes than most.
 std::vector<uint8_t> ReadInputFile(const std::string& path, size_t most);
 

@@ -9,11 +9,10 @@
 #include <string_view>
 
 #include "tools/advice.h"
+#include "tools/camera_family.h"
 
 namespace {
 
-constexpr unsigned kFamilyVendor = 0x7A11;
-constexpr unsigned kFamilyProducts = 0x6100;  // high byte
 constexpr int kLastNodeOfLibrary = 31;
 
 using File = std::unique_ptr<std::FILE, decltype([](std::FILE* file) { std::fclose(file); })>;
@@ -56,9 +55,7 @@ struct NodeIdentity {
         name(ReadAttribute(node, "device/../product")),
         index(ReadNumber(node, "index", 10)) {}
 
-  bool IsFamily() const {
-    return vendorId == kFamilyVendor && productId && (*productId & 0xFF00) == kFamilyProducts;
-  }
+  bool IsFamily() const { return vendorId && productId && IsOfFamily(*vendorId, *productId); }
   // The driver numbers a camera's nodes from 0, the picture node first.
   bool IsPictureNode() const { return index.value_or(0) == 0; }
   // The library ends its scan at the first node for which this is false.

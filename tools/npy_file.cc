@@ -9,12 +9,12 @@
 #include <string_view>
 
 #include "tools/advice.h"
+#include "tools/input_file.h"
 
 namespace {
 
 constexpr std::array<uint8_t, 6> kMagic = {0x93, 'N', 'U', 'M', 'P', 'Y'};
 constexpr size_t kVersionEnd = kMagic.size() + 2;  // major and minor
-constexpr uint32_t kMostPixelsPerSide = 4096;
 
 [[noreturn]] void FailMalformed() { throw ToolError("the NumPy header is damaged"); }
 

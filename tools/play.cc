@@ -22,8 +22,8 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-constexpr Seconds kKeyPause = 50ms;   // how long a signal may wait to be noticed
-constexpr Seconds kLongestGap = 10s;  // a longer one (no camera, a wrong time) is cut short
+constexpr Seconds kSignalPause = 50ms;  // how long a signal may wait to be noticed
+constexpr Seconds kLongestGap = 10s;    // a longer one (no camera, a wrong time) is cut short
 constexpr auto kJump = 10s;
 constexpr double kSlowest = 1.0 / 64;
 constexpr double kFastest = 64.0;
@@ -70,9 +70,9 @@ Seconds StayOf(milliseconds gap, double speed) {
 
 Seconds Player::UntilNextFrame() {
   const auto gap = playhead_.Gap();
-  if (paused_ || !gap) return kKeyPause;
+  if (paused_ || !gap) return kSignalPause;
   const Seconds shownFor = Clock::now() - shownAt_;
-  return std::clamp<Seconds>(StayOf(*gap, speed_) - shownFor, 0s, kKeyPause);
+  return std::clamp<Seconds>(StayOf(*gap, speed_) - shownFor, 0s, kSignalPause);
 }
 
 // To the frame that is due now, if there is one. On a terminal, frames that come too late to be

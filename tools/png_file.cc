@@ -10,6 +10,7 @@
 
 #include "tools/advice.h"
 #include "tools/camera_summary.h"
+#include "tools/input_file.h"
 
 namespace {
 
@@ -93,7 +94,6 @@ std::vector<uint8_t> Encode(const PngRows& rows, std::vector<PngText> texts) {
 }
 
 constexpr size_t kSignatureBytes = 8;
-constexpr uint32_t kMostPixelsPerSide = 4096;
 constexpr size_t kMostChunkBytes = size_t{1} << 20;
 
 struct PngReader {

@@ -27,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr auto kPause = 50ms;       // how often the end is looked for
-constexpr auto kSilence = 5s;       // without a frame for this long, say so
+constexpr auto kLongSilence = 5s;   // without a frame for this long, say so
 constexpr auto kShowEvery = 500ms;  // progress on a terminal
 constexpr auto kSayEvery = 10s;     // and elsewhere
 
@@ -149,7 +149,7 @@ void Recorder::LookForSilence(Clock::time_point now, uint64_t frames) {
     silenceTold_ = false;
     framesSeen_ = frames;
     lastFrame_ = now;
-  } else if (silent >= kSilence && !silenceTold_) {
+  } else if (silent >= kLongSilence && !silenceTold_) {
     line_.Say(camera_.Label() + ": no frame for " + std::to_string(silent.count()) +
               " s; waiting for the camera");
     silenceTold_ = true;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string_view>
 
+#include "tools/camera_family.h"
 #include "tools/camera_summary.h"
 
 namespace {
@@ -22,8 +23,6 @@ constexpr std::string_view kMagic = "YUV4MPEG2";
 constexpr std::string_view kMarker = "FRAME";  // and a newline, which readers do not look at
 constexpr int64_t kMarkerBytes = 6;
 constexpr size_t kTrailerUsed = 28;  // the rest of the trailer line is zero
-constexpr uint16_t kFamilyVendor = 0x7A11;
-constexpr int kFamilyProducts = 0x61;  // high byte
 
 // What a writer can have written.
 constexpr uint64_t kLongestMs = uint64_t{100} * 366 * 24 * 3600 * 1000;
@@ -119,7 +118,7 @@ void RecordingFile::ReadHeader() {
   try {
     const zocam::Device film = zocam::Recording::OpenPassive(path_);
     // The library takes other cameras for small ones.
-    if (film.VendorId() != kFamilyVendor || film.ProductId() >> 8 != kFamilyProducts)
+    if (!IsOfFamily(film.VendorId(), film.ProductId()))
       throw HeaderDamage("the header line names a camera that is not known, " +
                          ProductText(film.ProductId()) + " of vendor " +
                          ProductText(film.VendorId()));

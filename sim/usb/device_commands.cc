@@ -80,7 +80,7 @@ std::string State(const UsbDevice& device) {
          " sent " + std::to_string(device.FramesLost()) + " lost\n";
 }
 
-std::vector<uint8_t> Bytes(const std::string& hex) {
+std::vector<uint8_t> BytesOf(const std::string& hex) {
   std::vector<uint8_t> bytes;
   for (size_t at = 0; at + 1 < hex.size(); at += 2) {
     unsigned value = 0;
@@ -148,7 +148,7 @@ const std::map<std::string, Command, std::less<>>& Commands() {
          const auto command = static_cast<uint16_t>(words.Number("command", 0xFFFF));
          const std::string bytes = words.NextOr("");
          if (bytes.empty()) return Hex(FirmwareOf(device).Register(command));
-         FirmwareOf(device).SetRegister(command, Bytes(bytes));
+         FirmwareOf(device).SetRegister(command, BytesOf(bytes));
          return std::string();
        }},
       {"active",

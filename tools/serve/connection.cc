@@ -25,7 +25,6 @@ using namespace std::chrono_literals;
 constexpr uint64_t kMostBodyBytes = 65536;
 constexpr uint32_t kMostHeaderBytes = 16384;
 constexpr size_t kMostBufferBytes = kMostHeaderBytes + size_t{kMostBodyBytes};
-constexpr auto kPatience = 30s;
 // After an answer that was the last: the client's rest is read, or the answer may be lost with it.
 constexpr auto kFarewell = 2s;
 constexpr size_t kMostDrainedBytes = 1 << 20;

@@ -141,24 +141,25 @@ void FrameSocket::WriteNext() {
   std::optional<std::string>& text = state_ ? state_ : playback_;
   if (!isOpen_ || isWriting_ || (!frame_ && !text)) return;
   isWriting_ = true;
-  const auto written = [self = shared_from_this()](const boost::system::error_code& error, size_t) {
-    self->isWriting_ = false;
-    self->frameSent_.reset();
-    // The read ends with it, and then all of this.
-    if (!error) self->WriteNext();
-  };
+  asio::const_buffer first;
+  asio::const_buffer second;
+  socket_.text(text.has_value());
   if (text) {
     textSent_ = *std::exchange(text, std::nullopt);
-    socket_.text(true);
-    socket_.async_write(asio::buffer(textSent_), written);
-    return;
+    first = asio::buffer(textSent_);
+  } else {
+    frameSent_ = std::exchange(frame_, nullptr);
+    header_ = FrameHeader(*frameSent_, skipped_);
+    first = asio::buffer(header_);
+    second = asio::buffer(frameSent_->values);
   }
-  frameSent_ = std::exchange(frame_, nullptr);
-  header_ = FrameHeader(*frameSent_, skipped_);
-  socket_.binary(true);
-  socket_.async_write(std::array{asio::const_buffer(asio::buffer(header_)),
-                                 asio::const_buffer(asio::buffer(frameSent_->values))},
-                      written);
+  socket_.async_write(std::array{first, second},
+                      [self = shared_from_this()](const boost::system::error_code& error, size_t) {
+                        self->isWriting_ = false;
+                        self->frameSent_.reset();
+                        // The read ends with it, and then all of this.
+                        if (!error) self->WriteNext();
+                      });
 }
 
 }  // namespace serve

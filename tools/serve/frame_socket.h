@@ -48,7 +48,7 @@ class FrameSocket : public Viewer, public std::enable_shared_from_this<FrameSock
   void End();
 
   Server& server_;
-  boost::beast::websocket::stream<boost::beast::tcp_stream> socket_;
+  boost::beast::websocket::stream<boost::beast::tcp_stream, false> socket_;
   const std::string source_;
   const std::string film_;
   const Ticket ticket_;

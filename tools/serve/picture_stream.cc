@@ -14,7 +14,6 @@ namespace {
 namespace asio = boost::asio;
 using namespace std::chrono_literals;
 
-constexpr auto kPatience = 30s;
 constexpr auto kRetry = 500ms;  // while the camera shows nothing
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -19,6 +20,9 @@
 #include "tools/serve/viewers.h"
 
 namespace serve {
+
+// How long a client may neither read nor write.
+constexpr std::chrono::seconds kPatience{30};
 
 struct ServerOptions {
   HouseOptions house;

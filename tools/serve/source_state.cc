@@ -9,7 +9,7 @@
 namespace serve {
 namespace {
 
-constexpr size_t kMostNameBytes = 64;
+constexpr size_t kMostSpotNameBytes = 64;
 constexpr uint16_t kHighestThreshold = 100;
 
 uint32_t Number(const Json& spot, const char* name, uint32_t least, uint32_t most) {
@@ -29,7 +29,7 @@ Spot SpotOf(const Json& json, uint32_t width, uint32_t height) {
     throw RequestError("a spot is an object with x, y, width and height");
   Spot spot;
   if (json.contains("name")) {
-    if (!json["name"].is_string() || json["name"].get<std::string>().size() > kMostNameBytes)
+    if (!json["name"].is_string() || json["name"].get<std::string>().size() > kMostSpotNameBytes)
       throw RequestError("a spot's name is a text of at most 64 bytes");
     spot.name = json["name"].get<std::string>();
   }

@@ -34,8 +34,11 @@ PYBIND11_MODULE(_zocam, module) {
                                std::to_string(version >> 8 & 0xFF) + "." +
                                std::to_string(version & 0xFF);
   // Streams end before the interpreter does, and files are whole.
-  py::module_::import("atexit").attr("register")(
-      py::cpp_function([] { WithoutGil(&Source::CloseAll); }));
+  py::module_::import("atexit").attr("register")(py::cpp_function([] {
+    isExiting = true;
+    exitBegan = true;
+    WithoutGil(&Source::CloseAll);
+  }));
 }
 
 }  // namespace zopy

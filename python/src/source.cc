@@ -46,6 +46,10 @@ void Source::RequireOpen() const {
   if (closing_) throw zocam::Error(ZO_STATUS_DEVICE_NOT_READY, label_ + ": it has been closed");
 }
 
+void Source::BeginLoop() {
+  Use([](zocam::Device&) {});
+}
+
 void Source::Close() {
   if (!process_.IsThisOne()) {
     // Its threads and its stream are the parent's: left alone, and never freed here.

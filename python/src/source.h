@@ -38,7 +38,7 @@ class Source : public std::enable_shared_from_this<Source> {
   // AtEnd().
   virtual std::unique_ptr<FrameData> Next(std::chrono::milliseconds timeout) = 0;
   // Before a loop over the frames.
-  virtual void BeginLoop() {}
+  virtual void BeginLoop();
   // Whether no frame can follow.
   virtual bool AtEnd() { return false; }
 

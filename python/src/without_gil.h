@@ -14,20 +14,30 @@
 #include <cxxabi.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <exception>
 #include <optional>
 #include <type_traits>
 
 namespace zopy {
 
-// Takes the GIL back. At the interpreter's exit Python ends a thread that asks for it by unwinding
-// its stack, which no C++ frame survives that holds a Python object: such a thread sleeps instead
-// until the process is gone.
+// From when the interpreter's exit has closed all sources; only daemon threads are left then.
+inline std::atomic<bool> exitBegan = false;
+inline thread_local bool isExiting = false;  // this is the thread that exits
+
+[[noreturn]] inline void SleepUntilExit() {
+  while (true) pause();
+}
+
+// Takes the GIL back. At its exit the interpreter ends a thread that asks for it by unwinding its
+// stack, which no C++ frame survives that holds a Python object. Daemon threads whose waits the exit
+// ended sleep here instead until the process is gone.
 inline void TakeGil(PyThreadState* state) {
+  if (exitBegan && !isExiting) SleepUntilExit();
   try {
     PyEval_RestoreThread(state);
   } catch (abi::__forced_unwind&) {
-    while (true) pause();
+    SleepUntilExit();
   }
 }
 

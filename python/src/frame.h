@@ -40,7 +40,7 @@ struct FrameData {
   void RequireCounts() const;
   // Throws when the values are not temperatures (or differences of them) either.
   void RequireTemperatures() const;
-  // Degrees Celsius, or kelvin of difference; each the float next to the exact value.
+  // Degrees Celsius, or kelvin of difference.
   void WriteTemperatures(std::span<float> out) const;
 
   Geometry geometry;

@@ -114,15 +114,33 @@ def test_a_mask_and_a_steady_gain_change_pictures_as_in_the_library(film, film_p
         film.set_gain_mask(mask.T)
 
 
-def test_temperatures_are_the_floats_nearest_to_the_exact_values(film_paths):
-    for path in film_paths.values():
-        with zocam.open_recording(path) as film:
-            frame = film[-1]
-            exact = frame.counts / frame.resolution - 273.15
-            assert frame.temperature.dtype == np.float32
-            assert np.abs(frame.temperature - exact).max() < 2e-5
+@pytest.mark.parametrize("resolution", [100, 10])
+def test_temperatures_are_the_floats_nearest_to_the_exact_values(film_paths, tmp_path, resolution):
+    """Every value that an image can have: of a model that sends temperatures."""
+    data = bytearray(film_paths[SMALL].read_bytes())
+    header = data.index(b"\n") + 1
+    pixels, record = 80 * 60, (len(data) - header) // 20
+    for place in range(20):
+        words = np.arange(place * pixels, (place + 1) * pixels) % 65536
+        start = header + place * record + 6
+        data[start:start + 2 * pixels] = words.astype(">u2").tobytes()
+        data[start + 2 * pixels + 418:start + 2 * pixels + 420] = bytes([0, resolution == 100])
+    (tmp_path / "all.y4m").write_bytes(data)
+    with zocam.open_recording(tmp_path / "all.y4m") as film:
+        film.noise_filter = film.undistortion = film.circumference_correction = False
+        seen = set()
+        for frame in film:
+            assert frame.resolution == resolution and frame.temperature.dtype == np.float32
+            seen.update(frame.counts.flat)
+            exact = (frame.counts.astype(float) * (100 / resolution) - 27315) / 100
+            np.testing.assert_array_equal(frame.temperature, exact.astype(np.float32))
             np.testing.assert_array_equal(np.asarray(frame), frame.temperature)
-            np.testing.assert_array_equal(frame.array("temperature", copy=False), frame.temperature)
+            np.testing.assert_array_equal(frame.array(copy=False), frame.temperature)
+        assert len(seen) == 65536
+        film.set_reference(np.zeros(film.shape, np.uint16))
+        for frame in film:
+            exact = (frame.counts.astype(float) - 27315) / resolution
+            np.testing.assert_array_equal(frame.temperature, exact.astype(np.float32))
 
 
 def test_differences_to_a_reference_image(film):

@@ -1,5 +1,5 @@
 # Debian packages: libzocam1 (to run), libzocam-dev (to build), zocam-tools (the commands),
-# libzocam-doc. Built by scripts/package, whose preset installs into /usr.
+# python3-zocam, libzocam-doc. Built by scripts/package, whose preset installs into /usr.
 set(ZOCAM_MAINTAINER "The zocam developers <maintainers@zocam.invalid>" CACHE STRING "Of the packages")
 
 set(CPACK_GENERATOR DEB)
@@ -56,6 +56,22 @@ if(ZOCAM_BUILD_TOOLS AND ZOCAM_BUILD_SIM)
  records, plays and exports. zocam-sim runs any program with virtual cameras.")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${exact_library}")
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "ffmpeg")
+endif()
+if(ZOCAM_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  zocam_package(python python3-zocam python "Thermal camera library: Python package
+ Frames of thermal cameras and of their recordings as numpy arrays: temperatures,
+ pictures, telemetry. Includes type hints and python3 -m zocam.")
+  # The extension module is one for this series of the interpreter.
+  math(EXPR next_minor "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${exact_library}, python3-numpy, \
+python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_minor}~)")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "zocam-tools")
+  foreach(script postinst prerm)
+    configure_file(packaging/python3-zocam.${script} debian/python3/${script} COPYONLY)
+    list(APPEND python_scripts ${CMAKE_BINARY_DIR}/debian/python3/${script})
+  endforeach()
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${python_scripts}")
 endif()
 if(ZOCAM_BUILD_DOCS)
   list(APPEND CPACK_COMPONENTS_ALL doc)

@@ -50,7 +50,7 @@ class Owner {
   PyFrame Next() {
     using Clock = std::chrono::steady_clock;
     constexpr std::chrono::milliseconds kLookAtSignals(100);
-    const Clock::time_point start = Clock::now();
+    std::optional<Clock::time_point> start;  // of waiting
     while (true) {
       bool atEnd = false;
       std::unique_ptr<FrameData> frame = WithoutGil([&] {
@@ -61,7 +61,9 @@ class Owner {
       if (frame) return Wrap(std::move(frame));
       if (atEnd) throw py::stop_iteration();
       if (PyErr_CheckSignals() != 0) throw py::error_already_set();
-      if (timeout && std::chrono::duration<double>(Clock::now() - start).count() > *timeout)
+      const Clock::time_point now = Clock::now();
+      if (!start) start = now - kLookAtSignals;
+      if (timeout && std::chrono::duration<double>(now - *start).count() > *timeout)
         throw zocam::Error(ZO_STATUS_NOT_YET,
                            source_->Label() + ": no frame came before the time-out");
     }

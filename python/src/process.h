@@ -3,7 +3,10 @@
 #ifndef ZOCAM_PYTHON_PROCESS_H
 #define ZOCAM_PYTHON_PROCESS_H
 
-#include <unistd.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <string>
 
 #include "zocam/zocam.hpp"
 
@@ -11,15 +14,23 @@ namespace zopy {
 
 class OwningProcess {
  public:
-  bool IsThisOne() const noexcept { return pid_ == getpid(); }
-  void Require(const char* what) const {
+  bool IsThisOne() const noexcept { return forks_ == Forks(); }
+  void Require(const std::string& what) const {
     if (!IsThisOne())
       throw zocam::Error(ZO_STATUS_INVALID_STATE,
-                         std::string(what) + " was made before a fork; make one in this process");
+                         what + " was opened before a fork; open it in this process");
   }
 
  private:
-  pid_t pid_ = getpid();
+  // How many forks lie between this process and the one that loaded the module.
+  static unsigned Forks() noexcept {
+    static std::atomic<unsigned> forks = 0;
+    [[maybe_unused]] static const int registered =
+        pthread_atfork(nullptr, nullptr, [] { forks.fetch_add(1, std::memory_order_relaxed); });
+    return forks.load(std::memory_order_relaxed);
+  }
+
+  unsigned forks_ = Forks();
 };
 
 }  // namespace zopy

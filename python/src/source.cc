@@ -42,7 +42,7 @@ void Source::CloseAll() noexcept {
 }
 
 void Source::RequireOpen() const {
-  process_.Require(label_.c_str());
+  process_.Require(label_);
   if (closing_) throw zocam::Error(ZO_STATUS_DEVICE_NOT_READY, label_ + ": it has been closed");
 }
 

@@ -60,12 +60,12 @@ endif()
 if(ZOCAM_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
   zocam_package(python python3-zocam python "Thermal camera library: Python package
- Frames of thermal cameras and of their recordings as numpy arrays: temperatures,
- pictures, telemetry. Includes type hints and python3 -m zocam.")
+ Frames of thermal cameras and of their recordings as numpy arrays:
+ temperatures, pictures, telemetry. With type hints, and python3 -m zocam.")
   # The extension module is one for this series of the interpreter.
-  math(EXPR next_minor "${Python3_VERSION_MINOR} + 1")
+  math(EXPR next_minor "${ZOCAM_PYTHON_MINOR} + 1")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${exact_library}, python3-numpy, \
-python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_minor}~)")
+python3 (>= 3.${ZOCAM_PYTHON_MINOR}), python3 (<< 3.${next_minor}~)")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "zocam-tools")
   foreach(script postinst prerm)
     configure_file(packaging/python3-zocam.${script} debian/python3/${script} COPYONLY)

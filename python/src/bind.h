@@ -76,11 +76,15 @@ class Owner {
   const uint16_t productId_;
 };
 
+inline void RequireNumber(double value, const char* what) {
+  if (std::isnan(value)) throw py::value_error(std::string(what) + " is no number");
+}
+
 // Degrees Celsius, as ranges are given, and hundredths of a kelvin, as the library wants them.
 inline Range RangeOf(std::pair<double, double> celsius) {
   const auto centikelvin = [](double value) {
     constexpr double kMost = 1e6;
-    if (std::isnan(value)) throw py::value_error("a temperature is no number");
+    RequireNumber(value, "a temperature");
     return static_cast<int32_t>(std::lround((std::clamp(value, -273.15, kMost) + 273.15) * 100.0));
   };
   return {centikelvin(celsius.first), centikelvin(celsius.second)};

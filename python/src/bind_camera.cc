@@ -68,8 +68,7 @@ argument: first word of command 0xFF01. Raises as run_command.)")
           },
           "Switches models 6101 and 6103 to their high gain; ZocamError 26 for others.")
       .def(
-          "reconnect",
-          [](const CameraOwner& camera) { WithoutGil([&] { camera->Reconnect(); }); },
+          "reconnect", [](const CameraOwner& camera) { WithoutGil([&] { camera->Reconnect(); }); },
           R"(Asks the camera to reconnect, waits until it is back (5 s at most) and closes this.
 
 Open it anew afterwards. Raises ZocamNotFoundError when it did not come back.)");
@@ -81,10 +80,12 @@ void BindStreaming(py::class_<CameraOwner>& type) {
           "Starts the stream, which a loop or a recording does by itself. Running: nothing.")
       .def(
           "stop", [](const CameraOwner& camera) { WithoutGil([&] { camera->Stop(); }); },
-          "Ends the stream and a recording of it; a later loop starts it again.")
+          "Ends the stream, loops over it and a recording of it; a later loop starts it again.")
       .def_property_readonly(
           "streaming",
-          [](const CameraOwner& camera) { return WithoutGil([&] { return camera->IsStreaming(); }); },
+          [](const CameraOwner& camera) {
+            return WithoutGil([&] { return camera->IsStreaming(); });
+          },
           "Whether a stream runs.")
       .def_property_readonly(
           "dropped", [](const CameraOwner& camera) { return camera->Dropped(); },
@@ -127,7 +128,8 @@ ZocamError 22 while another one is written.)")
 }  // namespace
 
 void BindCamera(py::module_& module) {
-  py::class_<CameraInfo>(module, "CameraInfo", "What there is to know of a camera without opening it.")
+  py::class_<CameraInfo>(module, "CameraInfo",
+                         "What there is to know of a camera without opening it.")
       .def_readonly("node", &CameraInfo::node, "Its device node, \"/dev/videoN\".")
       .def_readonly("name", &CameraInfo::name, "Product name; may be empty.")
       .def_readonly("serial", &CameraInfo::serial, "Serial number.")
@@ -147,8 +149,9 @@ use it; several threads that iterate share the frames.)");
   BindSource<Camera>(type);
   BindCommands(type);
   BindStreaming(type);
-  module.def("cameras", [] { return WithoutGil(&Camera::List); },
-             R"(The cameras that are connected, as a list of CameraInfo.
+  module.def(
+      "cameras", [] { return WithoutGil(&Camera::List); },
+      R"(The cameras that are connected, as a list of CameraInfo.
 
 Cameras that cannot be opened are left out; raises ZocamError when that is so for all.)");
   module.def(

@@ -93,7 +93,8 @@ py::array Render(const PyFrame& frame, const std::string& palette, const std::st
   py::array_t<uint8_t> out(std::array<py::ssize_t, 3>{shape[0], shape[1], 3});
   const std::span<uint8_t> pixels(out.mutable_data(), data.geometry.PixelCount() * 3);
   WithoutGil([&] {
-    if (zocam::BytesPerPixel(format) == 3) return frame.painter->Render(data, format, limits, pixels);
+    if (zocam::BytesPerPixel(format) == 3)
+      return frame.painter->Render(data, format, limits, pixels);
     std::vector<uint8_t> grey(data.geometry.PixelCount());
     frame.painter->Render(data, format, limits, grey);
     ZoLib_Gray8ToRGB(grey.data(), data.geometry.width, data.geometry.height, pixels.data(),
@@ -106,9 +107,9 @@ py::array Render(const PyFrame& frame, const std::string& palette, const std::st
 py::object DateTimeOf(const PyFrame& frame) {
   const DateTime16& time = frame.data->dateTime;
   try {
-    return py::module_::import("datetime").attr("datetime")(
-        time.year, time.month, time.day, time.hour, time.minute, std::min<int>(time.second, 59),
-        time.millisecond * 1000);
+    return py::module_::import("datetime")
+        .attr("datetime")(time.year, time.month, time.day, time.hour, time.minute,
+                          std::min<int>(time.second, 59), time.millisecond * 1000);
   } catch (py::error_already_set& error) {
     if (!error.matches(PyExc_ValueError)) throw;
     return py::none();
@@ -128,7 +129,7 @@ std::string Describe(const PyFrame& frame) {
          std::to_string(data.geometry.width) + " x " + std::to_string(data.geometry.height) + ">";
 }
 
-py::object AsArray(const PyFrame& frame, const py::object& dtype) {
+py::object AsArray(const PyFrame& frame, const py::object& dtype, const py::object&) {
   py::array values = Temperature(frame, true);
   return dtype.is_none() ? py::object(values) : values.attr("astype")(dtype);
 }
@@ -136,7 +137,8 @@ py::object AsArray(const PyFrame& frame, const py::object& dtype) {
 }  // namespace
 
 void BindFrame(py::module_& module) {
-  py::class_<PyFrame>(module, "Frame", R"(One frame: what the camera sent and the image decoded from it.
+  py::class_<PyFrame>(module, "Frame",
+                      R"(One frame: what the camera sent and the image decoded from it.
 
 Owns both, so it may be kept as long as wanted, also when its source is closed. The image was made
 when the frame was fetched, with the settings of that moment; it never changes. Thread-safe.)")
@@ -201,7 +203,8 @@ palette: "iron", "rainbow" or "grey". gain: "nonlinear" and "linear" spread what
 "manual" a range. range: (low, high) in degrees Celsius, of the manual gain, or the limits of an
 automatic one; None takes the source's manual_range or auto_range. Other settings of pictures are
 the source's as they are now. Releases the GIL.)")
-      .def("__array__", &AsArray, py::arg("dtype") = py::none(), "np.asarray(frame) is temperature.")
+      .def("__array__", &AsArray, py::arg("dtype") = py::none(), py::arg("copy") = py::none(),
+           "np.asarray(frame) is temperature.")
       .def("__repr__", &Describe);
 }
 

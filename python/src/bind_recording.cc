@@ -20,6 +20,8 @@ void SteadyGain(const RecordingOwner& film, uint32_t step, double from, std::opt
                 const std::string& gain) {
   if (gain != "nonlinear" && gain != "linear")
     throw py::value_error("\"" + gain + "\" is none of \"nonlinear\" and \"linear\"");
+  RequireNumber(from, "a time");
+  RequireNumber(to.value_or(0.0), "a time");
   WithoutGil([&] { film->ScanGain(gain == "nonlinear", step, from, to); });
 }
 
@@ -45,15 +47,17 @@ fetched afterwards. Any thread may use it; several threads that iterate share th
       .def(
           "seek",
           [](const RecordingOwner& film, double seconds) {
+            RequireNumber(seconds, "a time");
             WithoutGil([&] { film->Seek(seconds); });
           },
           py::arg("seconds"),
           R"(The next loop begins with the last frame at or before a time (see Frame.time).
 
 With none when the time is behind the last frame.)")
-      .def("steady_gain", &SteadyGain, py::arg("step") = 1, py::arg("from_") = 0.0,
-           py::arg("to") = py::none(), py::arg("gain") = "nonlinear",
-           R"(Makes one gain for the whole recording and switches it on: pictures keep their brightness.
+      .def(
+          "steady_gain", &SteadyGain, py::arg("step") = 1, py::arg("from_") = 0.0,
+          py::arg("to") = py::none(), py::arg("gain") = "nonlinear",
+          R"(Makes one gain for the whole recording and switches it on: pictures keep their brightness.
 
 Looks at every step-th frame from one time to another (in seconds; from_ counts with a step of 2 or
 more), decoded with the settings as they are now; takes as long as that takes, without the GIL.

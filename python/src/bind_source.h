@@ -114,9 +114,7 @@ void BindSettings(Class& type) {
         return WithoutGil(
             [&] { return source->Use([](Device& device) { return device.ColorizeByRaw(); }); });
       },
-      [](const Owner<Kind>& source, bool on) {
-        WithoutGil([&] { source->Use([&](Device& device) { device.SetColorizeByRaw(on); }); });
-      },
+      [](const Owner<Kind>& source, bool on) { WithoutGil([&] { source->SetRawCounts(on); }); },
       "Whether counts and pictures show the sensor's words instead of temperatures.");
   type.def_property(
       "decoding", [](const Owner<Kind>& source) { return source->Decoding(); },
@@ -127,7 +125,8 @@ False saves the time when only raw frames and telemetry are wanted.)");
   type.def_property(
       "timeout", [](const Owner<Kind>& source) { return source.timeout; },
       [](Owner<Kind>& source, std::optional<double> seconds) { source.timeout = seconds; },
-      "Seconds that a loop waits for a frame before ZocamTimeoutError; 5 at first, None: for ever.");
+      "Seconds that a loop waits for a frame before ZocamTimeoutError; 5 at first, None: for "
+      "ever.");
   type.def_property_readonly(
       "stateful",
       [](const Owner<Kind>& source) { return WithoutGil([&] { return source->IsStateful(); }); },
@@ -177,7 +176,8 @@ template <typename Kind, typename Class>
 void BindReferences(Class& type) {
   type.def(
       "set_reference",
-      [](const Owner<Kind>& source, const std::optional<py::array_t<uint16_t>>& counts) {
+      [](const Owner<Kind>& source,
+         const std::optional<py::array_t<uint16_t, py::array::c_style>>& counts) {
         std::vector<uint16_t> image;
         if (counts) {
           RequireShape(source, *counts);
@@ -231,8 +231,8 @@ void BindSource(Class& type) {
            })
       .def("__next__", &Owner<Kind>::Next)
       .def("__enter__", [](const py::object& self) { return self; })
-      .def("__exit__", [](const Owner<Kind>& source,
-                          const py::args&) { WithoutGil([&] { source->Close(); }); })
+      .def("__exit__",
+           [](const Owner<Kind>& source, const py::args&) { WithoutGil([&] { source->Close(); }); })
       .def(
           "close", [](const Owner<Kind>& source) { WithoutGil([&] { source->Close(); }); },
           R"(Ends the stream and lets go of the camera or file.

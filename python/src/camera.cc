@@ -12,7 +12,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kNodes = 64;
 
-std::mutex setupMutex;  // finding and opening: one thread at a time in the process
+// Finding and opening: one thread at a time in the process.
+struct Setup;
+std::mutex& SetupMutex() { return ProcessMutex<Setup>::Get(); }
 
 DateTime16 LocalNow() {
   timeval now{};
@@ -20,8 +22,8 @@ DateTime16 LocalNow() {
   tm local{};
   localtime_r(&now.tv_sec, &local);
   const auto word = [](auto value) { return static_cast<uint16_t>(value); };
-  return {word(local.tm_year + 1900), word(local.tm_mon + 1), word(local.tm_wday),
-          word(local.tm_mday),        word(local.tm_hour),    word(local.tm_min),
+  return {word(local.tm_year + 1900), word(local.tm_mon + 1),  word(local.tm_wday),
+          word(local.tm_mday),        word(local.tm_hour),     word(local.tm_min),
           word(local.tm_sec),         word(now.tv_usec / 1000)};
 }
 
@@ -48,7 +50,8 @@ zocam::Device OpenOnly() {
   Scan scan = ScanNodes();
   if (scan.cameras.size() == 1) return std::move(scan.cameras.front());
   if (scan.cameras.empty() && scan.refusal) throw zocam::Error(*scan.refusal);
-  if (scan.cameras.empty()) throw zocam::Error(ZO_STATUS_DEVICE_NOT_FOUND, "no camera is connected");
+  if (scan.cameras.empty())
+    throw zocam::Error(ZO_STATUS_DEVICE_NOT_FOUND, "no camera is connected");
   std::string message = "several cameras are connected; name one by its serial number or node:";
   for (const zocam::Device& camera : scan.cameras)
     message += " " + std::to_string(camera.SerialNumber()) + " at " + camera.Label();
@@ -82,19 +85,20 @@ class Receiver {
 }  // namespace
 
 std::vector<CameraInfo> Camera::List() {
-  const std::lock_guard lock(setupMutex);
+  const std::lock_guard lock(SetupMutex());
   const Scan scan = ScanNodes();
   if (scan.cameras.empty() && scan.refusal) throw zocam::Error(*scan.refusal);
   std::vector<CameraInfo> found;
   for (const zocam::Device& camera : scan.cameras)
-    found.push_back({camera.Label(), camera.ProductName(), camera.SerialNumber(), camera.ProductId(),
-                     camera.FirmwareVersion(), camera.Width(), camera.Height()});
+    found.push_back({camera.Label(), camera.ProductName(), camera.SerialNumber(),
+                     camera.ProductId(), camera.FirmwareVersion(), camera.Width(),
+                     camera.Height()});
   return found;
 }
 
 std::shared_ptr<Camera> Camera::Open(
     const std::variant<std::monostate, uint64_t, std::string>& which, bool highRate, size_t queue) {
-  const std::lock_guard lock(setupMutex);
+  const std::lock_guard lock(SetupMutex());
   if (const auto* serial = std::get_if<uint64_t>(&which))
     return Adopt(zocam::Device::OpenSerial(*serial), highRate, queue);
   if (const auto* node = std::get_if<std::string>(&which))
@@ -128,6 +132,7 @@ Camera::~Camera() {
 
 void Camera::StartLocked(zocam::Device& device) {
   RequireOpen();
+  stopped_ = false;
   if (streaming_) return;
   queue_->Begin();
   device.Start(Receiver(FrameGeometry(), queue_), highRate_);
@@ -153,7 +158,8 @@ void Camera::FinishWriter() {
     writer_->Finish();
   } catch (const zocam::Error& error) {
     // A camera that vanished: its file is whole, and is closed with it.
-    if (error.Status() != ZO_STATUS_DEVICE_NOT_READY && !failure) failure = std::current_exception();
+    if (error.Status() != ZO_STATUS_DEVICE_NOT_READY && !failure)
+      failure = std::current_exception();
   }
   writer_.reset();
   if (failure) std::rethrow_exception(failure);
@@ -181,8 +187,21 @@ void Camera::StopLocked(zocam::Device& device) {
 void Camera::Stop() {
   Use([this](zocam::Device& device) {
     const std::lock_guard lock(control_);
+    stopped_ = true;
     StopLocked(device);
   });
+}
+
+void Camera::BeginLoop() {
+  Use([this](zocam::Device&) {
+    const std::lock_guard lock(control_);
+    stopped_ = false;
+  });
+}
+
+bool Camera::AtEnd() {
+  const std::lock_guard lock(control_);
+  return stopped_;
 }
 
 bool Camera::IsStreaming() {
@@ -208,6 +227,7 @@ std::unique_ptr<FrameData> Camera::Next(std::chrono::milliseconds timeout) {
   return Use([&](zocam::Device& device) -> std::unique_ptr<FrameData> {
     {
       const std::lock_guard lock(control_);
+      if (stopped_) return nullptr;
       StartLocked(device);
     }
     const std::unique_lock order(order_, timeout);
@@ -220,8 +240,7 @@ std::unique_ptr<FrameData> Camera::Next(std::chrono::milliseconds timeout) {
       return frame;
     }
     RequireOpen();
-    if (gone)
-      throw zocam::Error(ZO_STATUS_DEVICE_NOT_READY, Label() + ": the camera has vanished");
+    if (gone) throw zocam::Error(ZO_STATUS_DEVICE_NOT_READY, Label() + ": the camera has vanished");
     if (const std::exception_ptr failure = device.CallbackFailure())
       std::rethrow_exception(failure);
     return nullptr;
@@ -253,15 +272,18 @@ void Camera::CheckRecording() {
 }
 
 void Camera::Reconnect() {
-  Use([&](zocam::Device& device) {
-    const std::lock_guard lock(control_);
-    StopLocked(device);
+  Use([](zocam::Device&) {});
+  CloseBy([this](zocam::Device& device) {
+    {
+      const std::lock_guard lock(control_);
+      StopLocked(device);
+    }
+    AwaitOthers();
     const ZoStatus status = ZoLib_Reconnect(device.Handle());
     if (status != ZO_STATUS_OK)
       throw zocam::Error(status, Label() + ": it did not reconnect",
                          static_cast<int32_t>(ZoLib_GetHostError(device.Handle())));
   });
-  Close();
 }
 
 }  // namespace zopy

@@ -28,11 +28,15 @@ class Camera : public Source {
   // Empty when there is none; throws when there is one and none can be opened.
   static std::vector<CameraInfo> List();
   // By its node, its serial number, or the only one.
-  static std::shared_ptr<Camera> Open(const std::variant<std::monostate, uint64_t, std::string>& which,
-                                      bool highRate, size_t queue);
+  static std::shared_ptr<Camera> Open(
+      const std::variant<std::monostate, uint64_t, std::string>& which, bool highRate,
+      size_t queue);
   ~Camera() override;
 
   std::unique_ptr<FrameData> Next(std::chrono::milliseconds timeout) override;
+  // A loop ends when the stream is stopped.
+  void BeginLoop() override;
+  bool AtEnd() override;
 
   // Streaming; Next() and StartRecording() start by themselves.
   void Start();
@@ -62,6 +66,7 @@ class Camera : public Source {
   const std::shared_ptr<FrameQueue> queue_;
   std::mutex control_;  // one start, stop or change of recording at a time; guards:
   bool streaming_ = false;
+  bool stopped_ = false;  // by Stop(), and nothing began since
   std::unique_ptr<zocam::Writer> writer_;
 
   std::timed_mutex order_;  // frames are decoded in the order in which they came

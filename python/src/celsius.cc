@@ -7,8 +7,8 @@ namespace {
 
 // (value * kFactor - zero) / divisor, whose dividend has at most 17 bits. A division would take
 // twice the time of two products: with the few leading bits of 1/divisor, which is exact, and with
-// the rest of it. That their sum is rounded as the quotient would be was found by trying all values;
-// the package's tests do so again.
+// the rest of it. That their sum is rounded as the quotient would be was found by trying all
+// values; the package's tests do so again.
 struct Scale {
   int32_t zero;
   float high;

@@ -5,15 +5,16 @@ namespace zopy {
 namespace {
 
 // Failures of the library become exceptions of zocam.errors.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the type that pybind11 wants
 void Translate(std::exception_ptr failure) {
   if (!failure) return;
   try {
     std::rethrow_exception(failure);
   } catch (const zocam::Error& error) {
     try {
-      const py::object raised = py::module_::import("zocam.errors")
-                                    .attr("of_status")(error.Status(), error.what(), error.Reason(),
-                                                       error.HostErrno());
+      const py::object raised =
+          py::module_::import("zocam.errors")
+              .attr("of_status")(error.Status(), error.what(), error.Reason(), error.HostErrno());
       PyErr_SetObject(py::type::handle_of(raised).ptr(), raised.ptr());
     } catch (py::error_already_set& other) {
       other.restore();

@@ -68,6 +68,11 @@ Painter::Painter(zocam::Recording film) : film_(std::move(film)), words_(film_.R
   PrepareForPainting();
 }
 
+Painter::~Painter() {
+  // A thread that only the parent has may have been painting at the fork: left alone.
+  if (!process_.IsThisOne()) static_cast<void>(new zocam::Recording(std::move(film_)));
+}
+
 std::unique_lock<std::mutex> Painter::Turn() const {
   process_.Require("the source of this frame");
   return std::unique_lock(mutex_);
@@ -104,7 +109,8 @@ void Painter::Render(const FrameData& frame, uint32_t format, std::optional<Rang
     words_[2 * i + 1] = static_cast<uint8_t>(counts[i]);
   }
   const std::span<const uint8_t> footer = frame.Footer();
-  std::copy(footer.begin(), footer.end(), words_.begin() + static_cast<ptrdiff_t>(2 * counts.size()));
+  std::copy(footer.begin(), footer.end(),
+            words_.begin() + static_cast<ptrdiff_t>(2 * counts.size()));
   std::optional<TemporaryRange> during;
   using zocam::Device;
   if (range && format % 10 == ZO_GAIN_MANUAL)

@@ -44,6 +44,10 @@ class Painter {
   // Before anything else is done with the camera: it writes a file through it.
   static std::shared_ptr<Painter> OfCamera(zocam::Device& camera);
 
+  ~Painter();
+  Painter(const Painter&) = delete;
+  Painter& operator=(const Painter&) = delete;
+
   // Renders in a format of zocam.h; range replaces the one that the format's gain looks at.
   void Render(const FrameData& frame, uint32_t format, std::optional<Range> range,
               std::span<uint8_t> out);

@@ -6,6 +6,7 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "zocam/zocam.hpp"
@@ -31,6 +32,19 @@ class OwningProcess {
   }
 
   unsigned forks_ = Forks();
+};
+
+// A mutex of the whole process that no fork leaves locked: it is taken around every fork. One for
+// each Purpose. Its holder never asks for the GIL, which who forks has.
+template <typename Purpose>
+class ProcessMutex {
+ public:
+  static std::mutex& Get() {
+    static auto* const mutex = new std::mutex;  // never destroyed: an exit may still use it
+    [[maybe_unused]] static const int registered =
+        pthread_atfork([] { Get().lock(); }, [] { Get().unlock(); }, [] { Get().unlock(); });
+    return *mutex;
+  }
 };
 
 }  // namespace zopy

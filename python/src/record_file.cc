@@ -28,18 +28,18 @@ double SecondsOfTrailer(const uint8_t* trailer) {
 RecordFile::RecordFile(const std::string& path, const Geometry& geometry)
     : path_(path),
       geometry_(geometry),
-      recordBytes_(static_cast<int64_t>(kMarkerBytes + geometry.rawBytes + 2 * geometry.width)),
+      recordBytes_(
+          static_cast<int64_t>(kMarkerBytes + geometry.rawBytes + size_t{2} * geometry.width)),
       descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
   if (descriptor_ < 0) throw zocam::Error(ZO_STATUS_FILE_IO_ERROR, "cannot open " + path, errno);
-  struct stat info {};
   std::array<char, kHeaderMost> header{};
   const ssize_t got = pread(descriptor_, header.data(), header.size(), 0);
   const auto* end =
       got > 0 ? static_cast<const char*>(std::memchr(header.data(), '\n', static_cast<size_t>(got)))
               : nullptr;
-  if (end != nullptr && fstat(descriptor_, &info) == 0) {
+  if (end != nullptr) {
     firstRecord_ = end + 1 - header.data();
-    count_ = static_cast<uint64_t>(std::max<int64_t>(info.st_size - firstRecord_, 0) / recordBytes_);
+    Refresh();
   }
   if (count_ == 0) {
     close(descriptor_);
@@ -48,6 +48,13 @@ RecordFile::RecordFile(const std::string& path, const Geometry& geometry)
 }
 
 RecordFile::~RecordFile() { close(descriptor_); }
+
+void RecordFile::Refresh() {
+  struct stat info {};
+  if (fstat(descriptor_, &info) != 0) return;
+  const int64_t records = std::max<int64_t>(info.st_size - firstRecord_, 0) / recordBytes_;
+  count_ = std::max(count_.load(), static_cast<uint64_t>(records));
+}
 
 void RecordFile::ReadAt(int64_t offset, void* out, size_t count) const {
   auto* to = static_cast<uint8_t*>(out);

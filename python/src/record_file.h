@@ -3,6 +3,7 @@
 #ifndef ZOCAM_PYTHON_RECORD_FILE_H
 #define ZOCAM_PYTHON_RECORD_FILE_H
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -20,6 +21,8 @@ class RecordFile {
   RecordFile& operator=(const RecordFile&) = delete;
 
   uint64_t Count() const { return count_; }
+  // Looks whether the file has grown, as one does that is being written.
+  void Refresh();
   // Reads a record, counted from 0. Throws zocam::Error 23 or 24.
   std::unique_ptr<FrameData> Read(uint64_t record) const;
   // The last record at or before a time, of times that only grow; 0 when there is none.
@@ -37,7 +40,7 @@ class RecordFile {
   const int64_t recordBytes_;
   int descriptor_;
   int64_t firstRecord_ = 0;
-  uint64_t count_ = 0;
+  std::atomic<uint64_t> count_ = 0;
 };
 
 }  // namespace zopy

@@ -41,6 +41,7 @@ std::unique_ptr<FrameData> Recording::Fetch(zocam::Device& device, uint64_t reco
 std::unique_ptr<FrameData> Recording::Next(std::chrono::milliseconds) {
   return Use([&](zocam::Device& device) -> std::unique_ptr<FrameData> {
     const std::lock_guard lock(order_);
+    if (next_ >= file_.Count()) file_.Refresh();
     if (next_ >= file_.Count()) {
       reachedEnd_ = true;
       return nullptr;

@@ -32,7 +32,7 @@ class Recording : public Source {
   // Reads and decodes; with order_ held.
   std::unique_ptr<FrameData> Fetch(zocam::Device& device, uint64_t record);
 
-  const RecordFile file_;
+  RecordFile file_;
   std::mutex order_;  // one frame at a time; guards:
   uint64_t next_ = 0;
   bool reachedEnd_ = false;

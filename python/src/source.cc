@@ -1,12 +1,16 @@
 #include "python/src/source.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace zopy {
 namespace {
 
-std::mutex registryMutex;
-std::vector<std::weak_ptr<Source>>& Registry() {  // guarded by registryMutex; never destroyed
+struct OpenSources;
+std::mutex& RegistryMutex() { return ProcessMutex<OpenSources>::Get(); }
+
+// Guarded by RegistryMutex(); never destroyed.
+std::vector<std::weak_ptr<Source>>& Registry() {
   static auto* const sources = new std::vector<std::weak_ptr<Source>>;
   return *sources;
 }
@@ -20,7 +24,7 @@ Source::Source(std::shared_ptr<zocam::Device> device, std::shared_ptr<Painter> p
       painter_(std::move(painter)) {}
 
 void Source::Register() {
-  const std::lock_guard lock(registryMutex);
+  const std::lock_guard lock(RegistryMutex());
   std::erase_if(Registry(), [](const auto& source) { return source.expired(); });
   Registry().push_back(weak_from_this());
 }
@@ -28,7 +32,7 @@ void Source::Register() {
 void Source::CloseAll() noexcept {
   std::vector<std::weak_ptr<Source>> open;
   {
-    const std::lock_guard lock(registryMutex);
+    const std::lock_guard lock(RegistryMutex());
     open.swap(Registry());
   }
   for (const auto& weak : open) {
@@ -51,10 +55,14 @@ void Source::BeginLoop() {
 }
 
 void Source::Close() {
+  CloseBy([this](zocam::Device& device) { EndWaits(device); });
+}
+
+void Source::CloseBy(const std::function<void(zocam::Device&)>& endWaits) {
   if (!process_.IsThisOne()) {
     // Its threads and its stream are the parent's: left alone, and never freed here.
     closing_ = true;
-    new std::shared_ptr<zocam::Device>(device_);
+    static_cast<void>(new std::shared_ptr<zocam::Device>(device_));
     return;
   }
   const std::lock_guard one(closeMutex_);
@@ -62,8 +70,7 @@ void Source::Close() {
   closing_ = true;
   std::exception_ptr failure;
   try {
-    const std::shared_lock lock(life_);
-    EndWaits(*device_);
+    endWaits(*device_);
   } catch (...) {
     failure = std::current_exception();
   }
@@ -72,6 +79,15 @@ void Source::Close() {
     device_.reset();
   }
   if (failure) std::rethrow_exception(failure);
+}
+
+void Source::AwaitOthers() {
+  constexpr auto kStep = std::chrono::milliseconds(10);
+  for (int i = 0; i < 100; ++i) {
+    const std::unique_lock alone(life_, std::try_to_lock);
+    if (alone) return;
+    std::this_thread::sleep_for(kStep);
+  }
 }
 
 void Source::Decode(zocam::Device& device, FrameData& frame) {
@@ -89,6 +105,13 @@ void Source::Decode(zocam::Device& device, FrameData& frame) {
     frame.meaning = Meaning::kRawCounts;
   else if (!reference_.empty())
     frame.meaning = Meaning::kDifference;
+}
+
+void Source::SetRawCounts(bool on) {
+  Use([&](zocam::Device& device) {
+    const std::lock_guard lock(decodeMutex_);  // between frames
+    device.SetColorizeByRaw(on);
+  });
 }
 
 void Source::SetWindowCorrection(uint32_t value) {
@@ -143,20 +166,17 @@ bool Source::IsStateful() {
   constexpr uint16_t kWithReferenceBody = 0x6120;
   return Use([&](zocam::Device& device) {
     const std::lock_guard lock(decodeMutex_);
-    return device.ProductId() == kWithReferenceBody || device.WindowCorrection() != 0 || isLearning_;
+    return device.ProductId() == kWithReferenceBody || device.WindowCorrection() != 0 ||
+           isLearning_;
   });
 }
 
 DecodeSettings Source::SettingsForScan(zocam::Device& device) {
   const std::lock_guard lock(decodeMutex_);
-  return {device.NoiseFilter(),
-          device.NoiseFilterThreshold(),
-          device.Undistortion(),
-          device.CircumferenceCorrection(),
-          device.UpsideDown(),
-          device.ColorizeByRaw(),
-          !reference_.empty(),
-          reference_,
+  return {device.NoiseFilter(),  device.NoiseFilterThreshold(),
+          device.Undistortion(), device.CircumferenceCorrection(),
+          device.UpsideDown(),   device.ColorizeByRaw(),
+          !reference_.empty(),   reference_,
           reflections_};
 }
 

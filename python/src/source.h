@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -37,7 +38,7 @@ class Source : public std::enable_shared_from_this<Source> {
   // Waits at most so long for the next frame and decodes it; null when there was none. See
   // AtEnd().
   virtual std::unique_ptr<FrameData> Next(std::chrono::milliseconds timeout) = 0;
-  // Before a loop over the frames.
+  // Before a loop over the frames. One that ended is no reason for it to end, too.
   virtual void BeginLoop();
   // Whether no frame can follow.
   virtual bool AtEnd() { return false; }
@@ -57,6 +58,7 @@ class Source : public std::enable_shared_from_this<Source> {
   // Settings with more to them than a call.
   bool Decoding() const noexcept { return decoding_; }
   void SetDecoding(bool on) noexcept { decoding_ = on; }
+  void SetRawCounts(bool on);
   void SetWindowCorrection(uint32_t value);
   void SetReference(std::vector<uint16_t> image);  // empty: shows temperatures again
   bool ShowsDifferences();
@@ -77,8 +79,13 @@ class Source : public std::enable_shared_from_this<Source> {
   // of the calls.
   void Decode(zocam::Device& device, FrameData& frame);
   DecodeSettings SettingsForScan(zocam::Device& device);
-  // Ends whatever other threads wait for; called with the device in use.
-  virtual void EndWaits(zocam::Device& device) { (void)device; }
+  // Ends whatever other threads wait for; nobody begins to use the device any more.
+  virtual void EndWaits(zocam::Device& device) { static_cast<void>(device); }
+  // Waits a second for calls of other threads to end: what then still goes on is a command to a
+  // camera that stays busy.
+  void AwaitOthers();
+  // Closes with this in the place of EndWaits().
+  void CloseBy(const std::function<void(zocam::Device&)>& endWaits);
 
  private:
   const OwningProcess process_;

@@ -30,8 +30,8 @@ inline thread_local bool isExiting = false;  // this is the thread that exits
 }
 
 // Takes the GIL back. At its exit the interpreter ends a thread that asks for it by unwinding its
-// stack, which no C++ frame survives that holds a Python object. Daemon threads whose waits the exit
-// ended sleep here instead until the process is gone.
+// stack, which no C++ frame survives that holds a Python object. Daemon threads whose waits the
+// exit ended sleep here instead until the process is gone.
 inline void TakeGil(PyThreadState* state) {
   if (exitBegan && !isExiting) SleepUntilExit();
   try {

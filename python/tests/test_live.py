@@ -37,7 +37,9 @@ def test_frames_stream_in_order_and_the_loop_can_be_taken_up_again(camera):
     assert 0 < first[0].temperature.mean() < 60
     camera.stop()
     assert not camera.streaming
-    assert next(camera).number == 1
+    with pytest.raises(StopIteration):
+        next(camera)
+    assert next(iter(camera)).number == 1
 
 
 def test_a_slow_loop_gets_the_newest_frames_and_the_count_of_the_lost():

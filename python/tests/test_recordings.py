@@ -90,6 +90,18 @@ def test_damaged_files_are_refused_and_damaged_records_reported(film_path, tmp_p
         assert raised.value.status in (23, 24)
 
 
+def test_a_file_that_grows_gives_its_new_frames(film_path, tmp_path):
+    data = film_path.read_bytes()
+    record = (len(data) - data.index(b"\n") - 1) // 20
+    path = tmp_path / "growing.y4m"
+    path.write_bytes(data[:-3 * record])
+    with zocam.open_recording(path) as film:
+        assert len(numbers(film[1:])) == 17
+        with open(path, "ab") as file:
+            file.write(data[-3 * record:])
+        assert numbers(film) == list(range(1, 21)) and len(film) == 20
+
+
 def test_decoding_can_be_left_out(film):
     film.decoding = False
     frame = film[3]

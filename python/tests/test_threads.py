@@ -63,6 +63,15 @@ def test_closing_ends_the_waits_of_other_threads():
             watcher.result(20)
 
 
+def test_a_stop_ends_the_loops_of_other_threads(camera):
+    with ThreadPoolExecutor(3) as pool:
+        loops = [pool.submit(lambda: sum(1 for _ in camera)) for _ in range(3)]
+        next(camera)
+        time.sleep(0.3)
+        camera.stop()
+        assert sum(loop.result(20) for loop in loops) > 3
+
+
 def test_everything_at_once_on_a_live_camera(tmp_path):
     """Loops, settings, commands, pictures, recordings, stops: no deadlock, nothing but ZocamError."""
     camera = zocam.open(SMALL, queue=2)
@@ -73,6 +82,8 @@ def test_everything_at_once_on_a_live_camera(tmp_path):
         while time.monotonic() < end:
             try:
                 work(count)
+            except StopIteration:
+                pass  # stopped meanwhile
             except zocam.ZocamError as error:
                 assert error.status in (4, 7, 22), error
             count += 1
@@ -83,7 +94,8 @@ def test_everything_at_once_on_a_live_camera(tmp_path):
         camera.window_correction = count % 3 == 0
         camera.manual_range = (20, 30 + count % 10)
 
-    works = [lambda _: next(camera).temperature, lambda _: next(camera).render(gain="manual"), flip,
+    works = [lambda _: next(iter(camera), None), lambda _: next(iter(camera)).render(gain="manual"),
+             flip,
              lambda _: camera.config, lambda _: camera.stop() or time.sleep(0.05),
              lambda count: camera.record(tmp_path / f"{count}.y4m").stop()]
     with ThreadPoolExecutor(len(works)) as pool:

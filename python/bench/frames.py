@@ -64,33 +64,41 @@ MEASURES = {
     "C++: read, decode, copy a float image": lambda path: cpp(path, "copy"),
     "Python: read, decode, frame.temperature": lambda path: per_frame(path, temperature),
     "frame.temperature alone": lambda path: alone(path, temperature),
-    "frame.array(copy=False) again": lambda path: alone(
+    'frame.array("counts", copy=False) alone': lambda path: alone(
         path, lambda frame: frame.array("counts", copy=False)),
-    'frame.render("iron")': lambda path: alone(path, lambda frame: frame.render("iron")),
+    'frame.render("iron") alone': lambda path: alone(path, lambda frame: frame.render("iron")),
 }
 
 
+def share(times, mine, theirs):
+    """How much of the C++ rate Python reaches, compared within each round."""
+    ratios = [b / a for a, b in zip(times[mine], times[theirs])]
+    return f"{statistics.median(ratios):.0%}"
+
+
+def measure_camera(camera):
+    with tempfile.TemporaryDirectory() as folder:
+        path = f"{folder}/film.y4m"
+        subprocess.run([f"{BUILD}/bin/zocam-sim", "--camera", f"{camera},fps=max", "--",
+                        sys.executable, "-c", RECORD, path, str(FRAMES)], check=True,
+                       env={**os.environ, "PYTHONPATH": f"{BUILD}/python"})
+        times = {name: [] for name in MEASURES}
+        for _ in range(ROUNDS):
+            for name, measure in MEASURES.items():
+                times[name].append(measure(path))
+    column = {name: f"{statistics.median(values):.1f}" for name, values in times.items()}
+    cpp_names = [name for name in MEASURES if name.startswith("C++")]
+    python_names = [name for name in MEASURES if name.startswith("Python")]
+    for mine, theirs in zip(python_names, cpp_names):
+        column[f"share of the C++ rate: {theirs[5:]}"] = share(times, mine, theirs)
+    return column
+
+
 def main():
-    for camera, size in (("6103", "160 x 120"), ("6101", "80 x 60")):
-        with tempfile.TemporaryDirectory() as folder:
-            path = f"{folder}/film.y4m"
-            subprocess.run([f"{BUILD}/bin/zocam-sim", "--camera", f"{camera},fps=max", "--",
-                            sys.executable, "-c", RECORD, path, str(FRAMES)], check=True,
-                           env={**os.environ, "PYTHONPATH": f"{BUILD}/python"})
-            times = {name: [] for name in MEASURES}
-            for _ in range(ROUNDS):
-                for name, measure in MEASURES.items():
-                    times[name].append(measure(path))
-            middle = {name: statistics.median(values) for name, values in times.items()}
-            print(f"\n{camera}, {size}: microseconds per frame, median of {ROUNDS} rounds\n")
-            for name, value in middle.items():
-                print(f"| {name} | {value:.1f} |")
-            for done in ("read", "read, decode"):
-                mine = next(v for k, v in times.items() if k.startswith(f"Python: {done}")
-                            and k.count(",") == done.count(","))
-                theirs = times[f"C++: {done}"]
-                share = statistics.median(b / a for a, b in zip(mine, theirs))
-                print(f"Python reaches {share:.0%} of the C++ rate: {done}")
+    columns = [measure_camera(camera) for camera in ("6103", "6101")]
+    print("| | 160 x 120 | 80 x 60 |\n|---|--:|--:|")
+    for name in columns[0]:
+        print("|", name, "|", " | ".join(column[name] for column in columns), "|")
 
 
 if __name__ == "__main__":

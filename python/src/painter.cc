@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <new>
 
 namespace zopy {
 namespace {
@@ -70,7 +71,8 @@ Painter::Painter(zocam::Recording film) : film_(std::move(film)), words_(film_.R
 
 Painter::~Painter() {
   // A thread that only the parent has may have been painting at the fork: left alone.
-  if (!process_.IsThisOne()) static_cast<void>(new zocam::Recording(std::move(film_)));
+  if (!process_.IsThisOne())
+    static_cast<void>(new (std::nothrow) zocam::Recording(std::move(film_)));
 }
 
 std::unique_lock<std::mutex> Painter::Turn() const {

@@ -1,5 +1,7 @@
 """Who keeps what alive, and what ends when."""
 import gc
+import resource
+import textwrap
 import threading
 import weakref
 
@@ -113,7 +115,6 @@ def test_cycles_through_a_source_are_collected():
 
 
 def test_memory_does_not_grow(film):
-    import resource
     for _ in range(30):
         for frame in film:
             frame.array(copy=False), frame.temperature, frame.render()
@@ -169,7 +170,6 @@ EXITS = {
 
 @pytest.mark.parametrize("what", EXITS)
 def test_the_interpreter_exits_while_streaming_with(what, tmp_path):
-    import textwrap
     path = tmp_path / "film.y4m"
     code = "import sys, zocam\npath = sys.argv[1]\n" + textwrap.dedent(EXITS[what])
     done = run_python(code, path)

@@ -147,7 +147,7 @@ def test_a_camera_that_vanishes_ends_the_loop_with_an_error():
         frame.render()
         print(frame.number)
     """
-    done = run_python(code, camera="6103,fps=30,unplug=2")
+    done = run_python(code, camera="6103,fps=30,unplug=5")
     assert done.returncode == 0, done.stderr
     assert int(done.stdout) > 5
 

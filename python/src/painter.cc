@@ -56,7 +56,7 @@ std::shared_ptr<Painter> Painter::OfCamera(zocam::Device& camera) {
     const Geometry geometry(camera);
     std::vector<uint8_t> frame(geometry.rawBytes);
     frame[geometry.ImageBytes() + 1] = camera.TelemetryRevision();
-    zocam::Writer writer(camera, file.Path(), 1, 1);
+    zocam::Writer writer(camera, file.Path(), 0, 0);  // keeps the camera without a rate
     writer.Add(frame);
     writer.Finish();
   }

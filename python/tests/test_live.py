@@ -28,9 +28,9 @@ def test_cameras_are_listed_and_opened_by_serial_number_and_node():
 
 
 def test_frames_stream_in_order_and_the_loop_can_be_taken_up_again(camera):
-    assert not camera.streaming
+    assert not camera.streaming and camera.frame_rate == 0
     first = [frame for frame, _ in zip(camera, range(5))]
-    assert camera.streaming
+    assert camera.streaming and camera.frame_rate == pytest.approx(8.63, abs=0.01)
     second = next(camera)
     assert [frame.number for frame in first] == [1, 2, 3, 4, 5] and second.number >= 6
     assert second.time > first[-1].time and second.telemetry.camera_time > 0

@@ -27,6 +27,9 @@ void Translate(std::exception_ptr failure) {
 PYBIND11_MODULE(_zocam, module) {
   module.doc() = "What the zocam package is made of; import zocam instead.";
   py::register_exception_translator(&Translate);
+  // pybind11 looks numpy up at the first use, under a lock that it holds while others run: two
+  // threads that come first would wait for each other for ever. So that is now.
+  static_cast<void>(py::dtype::of<uint8_t>());
   BindFrame(module);
   BindCamera(module);
   BindRecording(module);

@@ -127,6 +127,25 @@ def test_a_wait_for_a_camera_lets_other_threads_run():
     assert done.returncode == 0, done.stderr
 
 
+def test_threads_may_be_the_first_to_make_arrays(film_path):
+    code = """if True:
+        import sys, threading, zocam
+        sys.setswitchinterval(1e-6)
+        film = zocam.open_recording(sys.argv[1])
+        frame = next(film)
+        together = threading.Barrier(6)
+        def first():
+            together.wait()
+            frame.render(), frame.temperature, frame.raw
+        threads = [threading.Thread(target=first, daemon=True) for _ in range(6)]
+        for thread in threads: thread.start()
+        for thread in threads: thread.join(10)
+        sys.exit(any(thread.is_alive() for thread in threads))
+    """
+    for _ in range(5):
+        assert run_python(code, film_path).returncode == 0
+
+
 def test_a_scan_for_a_steady_gain_lets_loops_go_on(film):
     with ThreadPoolExecutor(1) as pool:
         scan = pool.submit(film.steady_gain)

@@ -66,7 +66,8 @@ if(ZOCAM_PYTHON)
   math(EXPR next_minor "${ZOCAM_PYTHON_MINOR} + 1")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${exact_library}, python3-numpy, \
 python3 (>= 3.${ZOCAM_PYTHON_MINOR}), python3 (<< 3.${next_minor}~)")
-  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "zocam-tools")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "zocam-tools, python3-dask, \
+python3-distributed, python3-zarr")
   foreach(script postinst prerm)
     configure_file(packaging/python3-zocam.${script} debian/python3/${script} COPYONLY)
     list(APPEND python_scripts ${CMAKE_BINARY_DIR}/debian/python3/${script})

@@ -13,18 +13,21 @@ from __future__ import annotations
 
 import os
 from dataclasses import dataclass
-from typing import (Any, Callable, Dict, Iterable, List, Literal, Mapping, NamedTuple, Optional,
-                    Tuple, Union)
+from importlib import import_module
+from typing import (Any, Callable, Dict, Iterable, List, Literal, Mapping, Optional, Tuple,
+                    Union)
 
-import dask.array as da  # type: ignore[import]
 import numpy as np
-from dask.base import tokenize  # type: ignore[import]
-from dask.highlevelgraph import HighLevelGraph  # type: ignore[import]
-from dask.utils import parse_bytes  # type: ignore[import]
 from numpy.typing import ArrayLike, DTypeLike, NDArray
 
-from . import Frame, Recording, open_recording
+from . import Frame, Recording, ZocamError, open_recording
 from .warm_up import planner, read_footers
+
+# Not checked: dask's own hints change from one version to the next, and it may not be installed.
+da: Any = import_module("dask.array")
+_base: Any = import_module("dask.base")
+_graph: Any = import_module("dask.highlevelgraph")
+_utils: Any = import_module("dask.utils")
 
 __all__ = ["Stack", "from_recordings", "map_frames", "to_npy_stack", "to_zarr"]
 
@@ -39,9 +42,11 @@ _PROPERTIES = {"noise_filter", "noise_filter_threshold", "undistortion", "circum
                "window_correction", "upside_down", "raw_counts", "manual_range", "auto_range"}
 _CALLS = {"reference": "set_reference", "reflection_correction": "set_reflection_correction",
           "gain_mask": "set_gain_mask"}
+_CANNOT_BE_DECODED = 22
 
 
-class Stack(NamedTuple):
+@dataclass(frozen=True)
+class Stack:
     """The frames of some recordings, one behind the other."""
 
     array: Any
@@ -81,7 +86,12 @@ def _temperature(frame: Frame) -> ArrayLike:
 
 
 def _counts(frame: Frame) -> ArrayLike:
-    return frame.counts if frame.resolution else np.uint16(0)
+    try:
+        return frame.counts
+    except ZocamError as error:
+        if error.status != _CANNOT_BE_DECODED:
+            raise
+        return np.uint16(0)
 
 
 def _raw(frame: Frame) -> ArrayLike:
@@ -115,7 +125,7 @@ def from_recordings(paths: Paths, what: Literal["temperature", "counts", "raw"] 
     function, dtype = {"temperature": (_temperature, np.float32), "counts": (_counts, np.uint16),
                        "raw": (_raw, np.uint16)}[what]
     return _stack(paths, function, settings, chunks, dtype,
-                  None if what == "raw" else lambda film: film.shape, decoding=what != "raw")
+                  None if what == "raw" else _image_shape, decoding=what != "raw")
 
 
 def map_frames(function: Callable[[Frame], ArrayLike], paths: Paths, *,
@@ -130,8 +140,11 @@ def map_frames(function: Callable[[Frame], ArrayLike], paths: Paths, *,
     settings, chunks, order, errors: as from_recordings(). Chunks given in bytes count results, but
     hold no more frames than 32 MiB of images have. Frames that cannot be decoded are passed, too.
     """
+    def given(film: Recording, of_result: Tuple[int, ...] = shape or ()) -> Tuple[int, ...]:
+        return of_result
+
     return _stack(paths, function, dict(settings or {}), chunks, dtype,
-                  None if shape is None else lambda film: shape)
+                  None if shape is None else given)
 
 
 def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[str, Any],
@@ -157,9 +170,13 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
             if place == 0:
                 first_shape = film.shape
                 _apply(film, stated)
-                sample = None if shape_of and dtype else np.asarray(function(film[1]), dtype)
-                shape = shape_of(film) if shape_of else np.shape(sample)
-                kind = np.dtype(dtype if sample is None else sample.dtype)
+                if shape_of is None or dtype is None:
+                    sample = np.asarray(function(film[1]), dtype)
+                    kind, shape = sample.dtype, sample.shape
+                else:
+                    kind, shape = np.dtype(dtype), ()
+                if shape_of is not None:
+                    shape = shape_of(film)
                 size = _frames_per_chunk(chunks, max(kind.itemsize * int(np.prod(shape)),
                                                      0 if decoding else film[1].raw.nbytes))
             elif film.shape != first_shape:
@@ -169,9 +186,10 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
             lines = film[1].raw.shape[0] - film.height
             footers = read_footers(film, lines)
             _apply(film, stated)
-            before = planner(film, footers) if decoding else lambda number: []
+            before = planner(film, footers)
             count = len(footers.time)
-            ranges += [_Range(source, first, min(size, count + 1 - first), tuple(before(first)))
+            ranges += [_Range(source, first, min(size, count + 1 - first),
+                              tuple(before(first)) if decoding else ())
                        for first in range(1, count + 1, size)]
             source.check()
         index = np.empty(count, INDEX_TYPE)
@@ -182,12 +200,12 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
 
 def _array(ranges: List[_Range], function: Callable[[Frame], ArrayLike], kind: np.dtype[Any],
            shape: Tuple[int, ...]) -> Any:
-    name = "zocam-" + tokenize(ranges, function, kind, shape)
+    name = "zocam-" + _base.tokenize(ranges, function, kind, shape)
     rest = (0,) * len(shape)
     tasks = {(name, i, *rest): (_decode, part, function, kind, shape)
              for i, part in enumerate(ranges)}
     sizes = (tuple(part.count for part in ranges), *((size,) for size in shape))
-    return da.Array(HighLevelGraph.from_collections(name, tasks), name, sizes, dtype=kind)
+    return da.Array(_graph.HighLevelGraph.from_collections(name, tasks), name, sizes, dtype=kind)
 
 
 def _decode(part: _Range, function: Callable[[Frame], ArrayLike], kind: np.dtype[Any],
@@ -202,7 +220,7 @@ def _decode(part: _Range, function: Callable[[Frame], ArrayLike], kind: np.dtype
         for place in range(part.count):
             frame = film[part.first + place]
             result = np.asarray(function(frame))
-            if result.shape != shape and result.shape:
+            if result.shape not in (shape, ()):  # one number stands for a whole image
                 raise ValueError(f"{part.film.path}, frame {part.first + place}: the result's shape "
                                  f"is {result.shape}, not {shape}")
             out[place] = result
@@ -218,6 +236,10 @@ def _apply(film: Recording, settings: Iterable[Tuple[str, Any]]) -> None:
             setattr(film, name, value)
 
 
+def _image_shape(film: Recording) -> Tuple[int, ...]:
+    return film.shape
+
+
 def _listed(paths: Paths) -> List[Path]:
     return [paths] if isinstance(paths, (str, os.PathLike)) else list(paths)
 
@@ -228,7 +250,7 @@ def _text(shape: Tuple[int, int]) -> str:
 
 def _frames_per_chunk(chunks: Union[int, str], frame_bytes: int) -> int:
     if isinstance(chunks, str):
-        return max(1, int(parse_bytes(chunks)) // max(frame_bytes, 1))
+        return max(1, int(_utils.parse_bytes(chunks)) // max(frame_bytes, 1))
     if chunks < 1:
         raise ValueError("a chunk has at least one frame")
     return chunks

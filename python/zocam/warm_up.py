@@ -10,7 +10,7 @@ from __future__ import annotations
 
 import os
 from dataclasses import dataclass
-from typing import TYPE_CHECKING, Callable, List, Sequence
+from typing import TYPE_CHECKING, Callable, List
 
 import numpy as np
 from numpy.typing import NDArray
@@ -74,11 +74,14 @@ def planner(film: Recording, footers: Footers) -> Callable[[int], List[int]]:
         return lambda number: []
     if film.reference_columns:
         holds = footers.holds[decodable - 1]
-        return lambda number: _of_drift(decodable, holds, int(np.searchsorted(decodable, number)))
+        return lambda number: _of_drift(decodable, holds, _place(decodable, number))
     if film.window_correction == 1:
-        return lambda number: _turns(decodable[:np.searchsorted(decodable, number)].tolist(),
-                                     _WINDOW_TURN)
+        return lambda number: _turns(decodable[:_place(decodable, number)].tolist(), _WINDOW_TURN)
     return lambda number: []
+
+
+def _place(numbers: NDArray[np.int64], number: int) -> int:
+    return int(np.searchsorted(numbers, number))
 
 
 def _turns(readings: List[int], size: int) -> List[int]:
@@ -90,8 +93,9 @@ def _of_drift(numbers: NDArray[np.int64], holds: NDArray[np.bool_], before: int)
     """Model 6120. Each stretch of holding frames begins with taking the baseline, from the averages
     of the image since the stretch before; these start anew there, those of the sensors do not. So
     the last two stretches matter, the rings in front of each, and one turn of the sensors' ring."""
-    begins = np.flatnonzero(holds[:before] & ~np.concatenate(([False], holds[:max(before - 1, 0)])))
-    last: Sequence[int] = begins[-2:].tolist()
+    begins = holds.copy()
+    begins[1:] &= ~holds[:-1]
+    last: List[int] = np.flatnonzero(begins[:before])[-2:].tolist()
     frames: List[int] = []
     start = 0
     for begin in [*last, before]:

@@ -135,10 +135,10 @@ def map_frames(function: Callable[[Frame], ArrayLike], paths: Paths, *,
     """Calls a function with every frame (zocam.Frame) of some recordings, and stacks the results.
 
     function: gives a number or array of always the same shape for a frame: a mean, a picture
-    (lambda frame: frame.render("iron")), telemetry. Workers call it; it should have no other effect.
+    (lambda frame: frame.render("iron")), telemetry. Workers call it, perhaps more than once.
     dtype, shape: of one result; what is not given is found by a call with the first frame.
-    settings, chunks, order, errors: as from_recordings(). Chunks given in bytes count results, but
-    hold no more frames than 32 MiB of images have. Frames that cannot be decoded are passed, too.
+    settings, chunks, order, errors: as from_recordings(). Chunks in bytes count
+    what is larger, a result or a raw frame. Frames that cannot be decoded are passed, too.
     """
     def given(film: Recording, of_result: Tuple[int, ...] = shape or ()) -> Tuple[int, ...]:
         return of_result
@@ -163,9 +163,8 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
     indices = []
     first_shape: Tuple[int, int] = (0, 0)
     for place, path in enumerate(names):
-        info = os.stat(path) if os.path.exists(path) else None  # opening tells what is wrong
         with open_recording(path) as film:
-            assert info is not None
+            info = os.stat(path)
             source = _Film(path, info.st_size, info.st_mtime_ns, stated)
             if place == 0:
                 first_shape = film.shape
@@ -178,7 +177,7 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
                 if shape_of is not None:
                     shape = shape_of(film)
                 size = _frames_per_chunk(chunks, max(kind.itemsize * int(np.prod(shape)),
-                                                     0 if decoding else film[1].raw.nbytes))
+                                                     film[1].raw.nbytes))
             elif film.shape != first_shape:
                 raise ValueError(f"{path}: its images have {_text(film.shape)} pixels, those of "
                                  f"{names[0]} {_text(first_shape)}; one array cannot hold both")
@@ -193,7 +192,9 @@ def _stack(paths: Paths, function: Callable[[Frame], ArrayLike], settings: Dict[
                        for first in range(1, count + 1, size)]
             source.check()
         index = np.empty(count, INDEX_TYPE)
-        index["recording"], index["number"], index["time"] = place, np.arange(count) + 1, footers.time
+        index["recording"] = place
+        index["number"] = np.arange(1, count + 1)
+        index["time"] = footers.time
         indices.append(index)
     return Stack(_array(ranges, function, kind, shape), np.concatenate(indices))
 
@@ -221,8 +222,8 @@ def _decode(part: _Range, function: Callable[[Frame], ArrayLike], kind: np.dtype
             frame = film[part.first + place]
             result = np.asarray(function(frame))
             if result.shape not in (shape, ()):  # one number stands for a whole image
-                raise ValueError(f"{part.film.path}, frame {part.first + place}: the result's shape "
-                                 f"is {result.shape}, not {shape}")
+                raise ValueError(f"{part.film.path}, frame {part.first + place}: the result's "
+                                 f"shape is {result.shape}, not {shape}")
             out[place] = result
     part.film.check()
     return out

@@ -259,7 +259,8 @@ def _frames_per_chunk(chunks: Union[int, str], frame_bytes: int) -> int:
 
 def to_npy_stack(stack: Stack, folder: Path) -> None:
     """Computes a stack into a new folder: 0.npy, 1.npy and so on, one for each chunk, which
-    dask.array.from_npy_stack() reads again, and index.npy. Workers write the files themselves.
+    dask.array.from_npy_stack() reads again, and at last index.npy: without it the folder is not complete. Workers write the files
+    themselves.
 
     Raises FileExistsError when the folder has something in it."""
     name = os.path.abspath(os.fspath(folder))
@@ -271,7 +272,8 @@ def to_npy_stack(stack: Stack, folder: Path) -> None:
 
 def to_zarr(stack: Stack, folder: Path, *, frames_per_chunk: Optional[int] = None) -> None:
     """Computes a stack into a new Zarr group: the array "frames", and "recording", "number" and
-    "time" of the index. Workers write the chunks themselves.
+    "time" of the index, which come last: without them it is not complete. Workers write the chunks
+    themselves.
 
     frames_per_chunk: of the file's chunks, which are all alike; as the first chunk of the stack
     when it is not given. Raises FileExistsError when the folder has something in it."""
@@ -282,6 +284,6 @@ def to_zarr(stack: Stack, folder: Path, *, frames_per_chunk: Optional[int] = Non
         raise FileExistsError(f"{name} is not empty; name a new folder")
     size = frames_per_chunk or stack.array.chunks[0][0]
     group = zarr.open_group(name, mode="w")
+    stack.array.rechunk({0: size}).to_zarr(name, component="frames")
     for field in stack.index.dtype.names or ():
         group.create_dataset(field, data=stack.index[field])
-    stack.array.rechunk({0: size}).to_zarr(name, component="frames")

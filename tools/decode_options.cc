@@ -4,7 +4,6 @@
 #include <charconv>
 
 #include "tools/advice.h"
-#include "tools/camera_summary.h"
 
 namespace {
 
@@ -22,26 +21,6 @@ std::optional<uint16_t> ParseThreshold(const std::string& text) {
 
 std::string CheckThreshold(const std::string& text) {
   return ParseThreshold(text) ? "" : "\"" + text + "\" is neither off nor a number from 1 to 100";
-}
-
-void InstallReflections(zocam::Device& device, const std::string& path) {
-  try {
-    device.SetReflectionCorrectionFile(path);
-  } catch (const zocam::Error& error) {
-    switch (error.Status()) {
-      case ZO_STATUS_FILE_IO_ERROR:
-        throw ToolError("cannot read " + path +
-                        ": it is not there, not a plain file, or not yours");
-      case ZO_STATUS_INVALID_FILE_FORMAT:
-        throw ToolError(path + " is no reflection correction for a camera of this model (" +
-                        ProductText(device.ProductId()) + "); make one with zocam reflection make");
-      case ZO_STATUS_MODEL_UNSUPPORTED:
-        throw ToolError(path + " was made by another model than this camera (" +
-                        ProductText(device.ProductId()) + "); make one with zocam reflection make");
-      default:
-        throw;
-    }
-  }
 }
 
 std::string SizeText(uint32_t width, uint32_t height) {
@@ -63,19 +42,20 @@ void DecodeOptions::AddTo(CLI::App& command) {
   command
       .add_option_function<std::string>(
           "--noise-filter",
-          [this](const std::string& text) { noiseThreshold_ = ParseThreshold(text); },
+          [this](const std::string& text) { settings_.noiseThreshold = ParseThreshold(text); },
           "smooth differences up to a threshold, 1 to 100")
       ->check(CLI::Validator(CheckThreshold, ""))
       ->type_name("N|off")
       ->group(group);
-  onOff("--undistort", undistortion_, "straighten the lens's picture");
-  onOff("--circumference", circumference_,
+  onOff("--undistort", settings_.undistortion, "straighten the lens's picture");
+  onOff("--circumference", settings_.circumference,
         "lift the border of the picture, on models that need it");
   command
-      .add_flag("--window", window_,
+      .add_flag("--window", settings_.window,
                 "correct for a protective window before the camera; leaves --circumference out")
       ->group(group);
-  command.add_flag("--upside-down", upsideDown_, "turn the picture by 180 degrees")->group(group);
+  command.add_flag("--upside-down", settings_.upsideDown, "turn the picture by 180 degrees")
+      ->group(group);
   CLI::Option* subtract =
       command
           .add_option("--subtract", referencePath_,
@@ -84,44 +64,26 @@ void DecodeOptions::AddTo(CLI::App& command) {
           ->type_name("FILE")
           ->group(group);
   CLI::Option* reflection = command
-                                .add_option("--reflection", reflectionPath_,
+                                .add_option("--reflection", settings_.reflectionPath,
                                             "correct reflections, by a file that zocam reflection "
                                             "make wrote")
                                 ->type_name("FILE")
                                 ->group(group);
   // Counts are no temperatures: nothing in kelvin can be taken from them.
-  command.add_flag("--by-raw", byRaw_, "show the sensor's counts instead of temperatures")
+  command.add_flag("--by-raw", settings_.byRaw, "show the sensor's counts instead of temperatures")
       ->excludes(subtract)
       ->excludes(reflection)
       ->group(group);
 }
 
 void DecodeOptions::Apply(zocam::Device& device) {
-  if (noiseThreshold_) {
-    device.SetNoiseFilter(*noiseThreshold_ != 0);
-    if (*noiseThreshold_ != 0) device.SetNoiseFilterThreshold(*noiseThreshold_);
-  }
-  if (undistortion_) device.SetUndistortion(*undistortion_);
-  if (circumference_) {
-    device.SetCircumferenceCorrection(*circumference_);
-    if (device.CircumferenceCorrection() != *circumference_)
-      throw ToolError(device.Label() + ": cameras of model " + ProductText(device.ProductId()) +
-                      " have no circumference correction; leave out --circumference");
-  }
-  device.SetWindowCorrection(window_ ? 1 : 0);
-  device.SetUpsideDown(upsideDown_);
-  device.SetColorizeByRaw(byRaw_);
-  if (!reflectionPath_.empty()) InstallReflections(device, reflectionPath_);
+  settings_.Apply(device);
   if (referencePath_.empty()) return;
   reference_ = ReadReferenceImage(referencePath_);
   if (reference_.width != device.Width() || reference_.height != device.Height())
     throw ToolError(referencePath_ + " has " + SizeText(reference_.width, reference_.height) +
                     ", the camera's images have " + SizeText(device.Width(), device.Height()));
   device.SetSubtraction(true);
-}
-
-bool DecodeOptions::DependsOnEarlierFrames(const zocam::Device& device) {
-  return device.WindowCorrection() != 0 || ZoLib_GetRefTempRegion(device.Handle()) != 0;
 }
 
 void DecodeOptions::FollowResolution(zocam::Device& device, const zocam::Frame& frame) {

@@ -3,12 +3,12 @@
 #ifndef ZOCAM_TOOLS_DECODE_OPTIONS_H
 #define ZOCAM_TOOLS_DECODE_OPTIONS_H
 
-#include <optional>
 #include <string>
 
 #include "zocam/zocam.hpp"
 
 #include "tools/cli_fwd.h"
+#include "tools/decode_settings.h"
 #include "tools/reference_image.h"
 #include "tools/source.h"
 
@@ -22,23 +22,12 @@ class DecodeOptions {
   // model lacks what was chosen or a file does not fit it.
   void Apply(zocam::Device& device);
 
-  // Whether a frame's temperatures depend on those decoded before it: the correction for a window
-  // averages the sensor's temperature over frames, and the drift of models with a reference body is
-  // followed from frame to frame. Nothing else in the library remembers frames.
-  static bool DependsOnEarlierFrames(const zocam::Device& device);
-
   // The reference image has to be in the unit of the camera's images, which on some models only a
   // frame tells. Call before each frame is decoded; throws zocam::Error.
   void FollowResolution(zocam::Device& device, const zocam::Frame& frame);
 
  private:
-  std::optional<uint16_t> noiseThreshold_;  // 0: off
-  std::optional<bool> undistortion_;
-  std::optional<bool> circumference_;
-  bool window_ = false;
-  bool upsideDown_ = false;
-  bool byRaw_ = false;
-  std::string reflectionPath_;
+  DecodeSettings settings_;
   std::string referencePath_;
   ReferenceImage reference_;
   int32_t installedResolution_ = 0;  // of the reference that the device has; 0: none yet

@@ -222,7 +222,7 @@ class Export {
   // Pictures are decoded and rendered by the one handle that has the gain made for all of them,
   // which costs little beside enlarging and compressing them.
   bool DecodesAnywhere() const {
-    return !ShowsPictures() && !DecodeOptions::DependsOnEarlierFrames(film_);
+    return !ShowsPictures() && !DecodeSettings::DependsOnEarlierFrames(film_);
   }
 
   std::optional<zocam::FrameCopy> NextFrame(FrameWorkers& workers) {

@@ -1,5 +1,5 @@
 # Debian packages: libzocam1 (to run), libzocam-dev (to build), zocam-tools (the commands),
-# python3-zocam, libzocam-doc. Built by scripts/package, whose preset installs into /usr.
+# python3-zocam, gstreamer1.0-zocam, libzocam-doc. Built by scripts/package, whose preset installs into /usr.
 set(ZOCAM_MAINTAINER "The zocam developers <maintainers@zocam.invalid>" CACHE STRING "Of the packages")
 
 set(CPACK_GENERATOR DEB)
@@ -73,6 +73,15 @@ python3-distributed, python3-zarr")
     list(APPEND python_scripts ${CMAKE_BINARY_DIR}/debian/python3/${script})
   endforeach()
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${python_scripts}")
+endif()
+if(ZOCAM_GSTREAMER)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+  zocam_package(gstreamer gstreamer1.0-zocam video "Thermal camera library: GStreamer source
+ zocamsrc gives cameras as live video and their recordings as video that can be
+ sought: pictures, or 16-bit temperature images.")
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "${exact_library}")
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SUGGESTS "zocam-tools, gstreamer1.0-tools, \
+gstreamer1.0-plugins-good")
 endif()
 if(ZOCAM_BUILD_DOCS)
   list(APPEND CPACK_COMPONENTS_ALL doc)

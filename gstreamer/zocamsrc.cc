@@ -7,6 +7,7 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "gstreamer/properties.h"
@@ -34,11 +35,22 @@ constexpr std::array kFormats{NamedFormat{"RGB", Content::kColours},
                               NamedFormat{"GRAY8", Content::kGrey},
                               NamedFormat{"GRAY16_LE", Content::kTemperatures}};
 
+// What is known of the video as long as the source is open.
+struct Shape {
+  gint width;
+  gint height;
+  gint rateNumerator;  // 0/1: not known
+  gint rateDenominator;
+  GstClockTime frameTime;
+  std::optional<std::chrono::milliseconds> length;  // of a recording
+};
+
 // What the element has beside what its base class has.
 struct State {
-  std::mutex mutex;  // guards:
+  std::mutex mutex;  // guards, for those who ask while others start and stop:
   zogst::Settings settings;
-  zogst::FrameSource* interruptible = nullptr;  // source while it is open
+  std::optional<Shape> shape;
+  zogst::FrameSource* open = nullptr;  // source
 
   std::atomic<int> resolution = 0;
   // Frames of a camera from before then, or of a pause, are not shown.
@@ -46,10 +58,6 @@ struct State {
 
   // Made and ended by start() and stop(), between them the streaming thread's.
   std::unique_ptr<zogst::FrameSource> source;
-  guint width = 0;
-  guint height = 0;
-  gint rateNumerator = 0;
-  gint rateDenominator = 1;
   GstClockTime frameTime = GST_CLOCK_TIME_NONE;
   GstVideoInfo info{};
   Content content = Content::kColours;
@@ -99,25 +107,43 @@ bool Try(ZocamSrc* self, int code, const char* what, Body body) {
 
 void SetProperty(GObject* object, guint property, const GValue* value, GParamSpec* spec) {
   State& state = StateOf(object);
-  bool isLive = true;
-  {
-    const std::lock_guard lock(state.mutex);
-    if (!zogst::SetProperty(state.settings, property, value))
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
-    isLive = state.settings.source.location.empty();
-  }
-  if (property == zogst::kLocation) gst_base_src_set_live(GST_BASE_SRC(object), isLive);
+  const std::lock_guard lock(state.mutex);
+  if (!zogst::SetProperty(state.settings, property, value))
+    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
 }
 
 void GetProperty(GObject* object, guint property, GValue* value, GParamSpec* spec) {
   State& state = StateOf(object);
   const std::lock_guard lock(state.mutex);
   if (property == zogst::kDropped)
-    g_value_set_uint64(value, state.interruptible ? state.interruptible->Dropped() : 0);
+    g_value_set_uint64(value, state.open ? state.open->Dropped() : 0);
   else if (property == zogst::kResolution)
     g_value_set_int(value, state.resolution);
   else if (!zogst::GetProperty(state.settings, property, value))
     G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
+}
+
+Shape ShapeOf(zogst::FrameSource& source) {
+  const zocam::Device& device = source.Device();
+  Shape shape{static_cast<gint>(device.Width()),
+              static_cast<gint>(device.Height()),
+              static_cast<gint>(ZoLib_GetFrameRateNumerator(device.Handle())),
+              static_cast<gint>(ZoLib_GetFrameRateDenominator(device.Handle())),
+              GST_CLOCK_TIME_NONE,
+              source.Length()};
+  if (shape.rateNumerator > 0 && shape.rateDenominator > 0) {
+    shape.frameTime =
+        gst_util_uint64_scale_int(GST_SECOND, shape.rateDenominator, shape.rateNumerator);
+  } else {
+    shape.rateNumerator = 0;
+    shape.rateDenominator = 1;
+  }
+  return shape;
+}
+
+std::optional<Shape> ShapeOf(State& state) {
+  const std::lock_guard lock(state.mutex);
+  return state.shape;
 }
 
 gboolean Start(GstBaseSrc* base) {
@@ -129,34 +155,24 @@ gboolean Start(GstBaseSrc* base) {
   }
   const bool isFile = !choice.location.empty();
   const int code = isFile ? GST_RESOURCE_ERROR_OPEN_READ : GST_RESOURCE_ERROR_NOT_FOUND;
-  return Try(
-      SelfOf(base), code, isFile ? "cannot open the recording" : "cannot open the camera", [&] {
-        auto source = zogst::FrameSource::Open(choice);
-        zocam::Device& device = source->Device();
-        state.width = device.Width();
-        state.height = device.Height();
-        state.rateNumerator = static_cast<gint>(ZoLib_GetFrameRateNumerator(device.Handle()));
-        state.rateDenominator = static_cast<gint>(ZoLib_GetFrameRateDenominator(device.Handle()));
-        if (state.rateNumerator <= 0 || state.rateDenominator <= 0) {
-          state.rateNumerator = 0;  // not known
-          state.rateDenominator = 1;
-        }
-        state.frameTime =
-            state.rateNumerator == 0
-                ? GST_CLOCK_TIME_NONE
-                : gst_util_uint64_scale_int(GST_SECOND, state.rateDenominator, state.rateNumerator);
-        state.resolution = 0;
-        state.source = std::move(source);
-        const std::lock_guard lock(state.mutex);
-        state.interruptible = state.source.get();
-      });
+  return Try(SelfOf(base), code, isFile ? "cannot open the recording" : "cannot open the camera",
+             [&] {
+               state.source = zogst::FrameSource::Open(choice);
+               state.resolution = 0;
+               const Shape shape = ShapeOf(*state.source);
+               state.frameTime = shape.frameTime;
+               const std::lock_guard lock(state.mutex);
+               state.shape = shape;
+               state.open = state.source.get();
+             });
 }
 
 gboolean Stop(GstBaseSrc* base) {
   State& state = StateOf(base);
   {
     const std::lock_guard lock(state.mutex);
-    state.interruptible = nullptr;
+    state.open = nullptr;
+    state.shape.reset();
   }
   state.source.reset();
   return TRUE;
@@ -165,21 +181,20 @@ gboolean Stop(GstBaseSrc* base) {
 gboolean Interrupt(GstBaseSrc* base, bool on) {
   State& state = StateOf(base);
   const std::lock_guard lock(state.mutex);
-  if (state.interruptible) state.interruptible->Interrupt(on);
+  if (state.open) state.open->Interrupt(on);
   return TRUE;
 }
 gboolean Unlock(GstBaseSrc* base) { return Interrupt(base, true); }
 gboolean UnlockStop(GstBaseSrc* base) { return Interrupt(base, false); }
 
 GstCaps* GetCaps(GstBaseSrc* base, GstCaps* filter) {
-  const State& state = StateOf(base);
   GstCaps* caps = gst_pad_get_pad_template_caps(GST_BASE_SRC_PAD(base));
-  if (state.source) {
+  if (const std::optional<Shape> shape = ShapeOf(StateOf(base))) {
     caps = gst_caps_make_writable(caps);
-    gst_caps_set_simple(caps, "width", G_TYPE_INT, static_cast<gint>(state.width), "height",
-                        G_TYPE_INT, static_cast<gint>(state.height), "framerate", GST_TYPE_FRACTION,
-                        state.rateNumerator, state.rateDenominator, "pixel-aspect-ratio",
-                        GST_TYPE_FRACTION, 1, 1, nullptr);
+    gst_caps_set_simple(caps, "width", G_TYPE_INT, shape->width, "height", G_TYPE_INT,
+                        shape->height, "framerate", GST_TYPE_FRACTION, shape->rateNumerator,
+                        shape->rateDenominator, "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1,
+                        nullptr);
   }
   if (filter == nullptr) return caps;
   GstCaps* common = gst_caps_intersect_full(filter, caps, GST_CAPS_INTERSECT_FIRST);
@@ -197,8 +212,8 @@ gboolean SetCaps(GstBaseSrc* base, GstCaps* caps) {
 }
 
 gboolean IsSeekable(GstBaseSrc* base) {
-  const State& state = StateOf(base);
-  return state.source && state.source->Length();
+  const std::optional<Shape> shape = ShapeOf(StateOf(base));
+  return shape && shape->length;
 }
 
 gboolean DoSeek(GstBaseSrc* base, GstSegment* segment) {
@@ -211,26 +226,20 @@ gboolean DoSeek(GstBaseSrc* base, GstSegment* segment) {
 }
 
 gboolean Query(GstBaseSrc* base, GstQuery* query) {
-  const State& state = StateOf(base);
+  const std::optional<Shape> shape = ShapeOf(StateOf(base));
   switch (GST_QUERY_TYPE(query)) {
     case GST_QUERY_LATENCY:
-      // A frame is handed on when it is there; the newest one waits until the next at most.
-      if (!gst_base_src_is_live(base)) break;
-      gst_query_set_latency(query, TRUE,
-                            GST_CLOCK_TIME_IS_VALID(state.frameTime) ? state.frameTime : 0,
-                            state.frameTime);
+      // A frame's time is when it came, and it is handed on then; one can wait until the next.
+      if (!shape || shape->length) break;
+      gst_query_set_latency(query, TRUE, 0, shape->frameTime);
       return TRUE;
     case GST_QUERY_DURATION: {
       GstFormat format = GST_FORMAT_UNDEFINED;
       gst_query_parse_duration(query, &format, nullptr);
-      // Never asked for while start() or stop() runs: the base class answers for a stopped element.
-      if (format != GST_FORMAT_TIME || !state.source || !state.source->Length()) return FALSE;
-      const GstClockTime last =
-          static_cast<GstClockTime>(state.source->Length()->count()) * GST_MSECOND;
-      gst_query_set_duration(
-          query, format,
-          static_cast<gint64>(last +
-                              (GST_CLOCK_TIME_IS_VALID(state.frameTime) ? state.frameTime : 0)));
+      if (format != GST_FORMAT_TIME || !shape || !shape->length) return FALSE;
+      const GstClockTime last = static_cast<GstClockTime>(shape->length->count()) * GST_MSECOND;
+      const GstClockTime shown = GST_CLOCK_TIME_IS_VALID(shape->frameTime) ? shape->frameTime : 0;
+      gst_query_set_duration(query, format, static_cast<gint64>(last + shown));
       return TRUE;
     }
     default:
@@ -248,14 +257,18 @@ GstClockTime RunningTimeOf(ZocamSrc* self, Clock::time_point arrival) {
   const auto age = static_cast<GstClockTime>(
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - arrival).count());
   const GstClockTime before = gst_element_get_base_time(GST_ELEMENT(self)) + age;
-  return now < before ? GST_CLOCK_TIME_NONE : now - before;
+  return now < before ? 0 : now - before;
 }
 
 GstBuffer* BufferOf(State& state, const zogst::SourceFrame& frame,
                     const zogst::PaintSettings& paint) {
   GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&state.info), nullptr);
   GstMapInfo map;
-  if (buffer == nullptr || !gst_buffer_map(buffer, &map, GST_MAP_WRITE)) throw std::bad_alloc();
+  if (buffer == nullptr) throw std::bad_alloc();
+  if (!gst_buffer_map(buffer, &map, GST_MAP_WRITE)) {
+    gst_buffer_unref(buffer);
+    throw std::bad_alloc();
+  }
   bool isPainted = false;
   try {
     isPainted = zogst::Paint(state.source->Device(), frame.frame, state.content, paint,
@@ -325,11 +338,19 @@ GstFlowReturn Create(GstPushSrc* base, GstBuffer** out) {
 
 GstStateChangeReturn ChangeState(GstElement* element, GstStateChange transition) {
   State& state = StateOf(element);
+  if (transition == GST_STATE_CHANGE_READY_TO_PAUSED) {
+    bool isLive = true;
+    {
+      const std::lock_guard lock(state.mutex);
+      isLive = state.settings.source.location.empty();
+    }
+    gst_base_src_set_live(GST_BASE_SRC(element), isLive ? TRUE : FALSE);
+  }
   if (transition == GST_STATE_CHANGE_PAUSED_TO_PLAYING) state.playingSince = Clock::now();
   if (transition == GST_STATE_CHANGE_PLAYING_TO_PAUSED) {
     state.playingSince = Clock::time_point::max();
     const std::lock_guard lock(state.mutex);
-    if (state.interruptible) state.interruptible->Rest();
+    if (state.open) state.open->Rest();
   }
   return GST_ELEMENT_CLASS(zocam_src_parent_class)->change_state(element, transition);
 }
@@ -390,5 +411,4 @@ static void zocam_src_class_init(ZocamSrcClass* klass) {
 static void zocam_src_init(ZocamSrc* self) {
   self->state = new State;
   gst_base_src_set_format(GST_BASE_SRC(self), GST_FORMAT_TIME);
-  gst_base_src_set_live(GST_BASE_SRC(self), TRUE);
 }

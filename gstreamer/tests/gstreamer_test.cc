@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -188,6 +189,29 @@ TEST_F(ZocamSrcTest, StopsAtOnceWhileNoFrameComesAndStartsAgain) {
     EXPECT_FALSE(camera_->Streaming());
   }
   ASSERT_TRUE(pipeline.Go(GST_STATE_PLAYING));  // and goes away while it plays
+}
+
+TEST_F(ZocamSrcTest, AnswersOthersWhileItStartsAndStops) {
+  const std::string path = Film();
+  Pipeline pipeline("location=" + path, "RGB", "sync=false");
+  std::atomic<bool> isOver = false;
+  std::thread asker([&] {
+    while (!isOver) {
+      gint64 time = 0;
+      gst_element_query_duration(pipeline.Source(), GST_FORMAT_TIME, &time);
+      gst_element_query_position(pipeline.Source(), GST_FORMAT_TIME, &time);
+      pipeline.Dropped();
+    }
+  });
+  for (int round = 0; round < 30; ++round) {  // a recording's and a live camera's in turn
+    const bool isLive = round % 2 != 0;
+    g_object_set(pipeline.Source(), "location", isLive ? nullptr : path.c_str(), nullptr);
+    EXPECT_TRUE(pipeline.Go(GST_STATE_PLAYING));
+    EXPECT_TRUE(isLive ? Show(pipeline) : pipeline.Pull()) << round;
+    EXPECT_TRUE(pipeline.Go(GST_STATE_NULL));
+  }
+  isOver = true;
+  asker.join();
 }
 
 TEST_F(ZocamSrcTest, TellsThatTheCameraVanished) {

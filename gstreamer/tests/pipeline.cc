@@ -2,6 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#ifdef __SANITIZE_ADDRESS__
+// GLib keeps what it allocates when it is loaded.
+extern "C" const char* __lsan_default_suppressions() { return "leak:call_init\n"; }
+extern "C" const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
+#endif
+
 namespace {
 
 constexpr GstClockTime kPatience = 10 * GST_SECOND;

@@ -14,6 +14,7 @@ constexpr GstClockTime kPatience = 10 * GST_SECOND;
 
 void LoadPlugin() {
   static const bool isLoaded = [] {
+    g_setenv("GST_REGISTRY", ZOCAM_REGISTRY, TRUE);
     gst_init(nullptr, nullptr);
     GError* error = nullptr;
     GstPlugin* plugin = gst_plugin_load_file(ZOCAM_PLUGIN, &error);

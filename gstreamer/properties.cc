@@ -74,8 +74,8 @@ int ToChoice(std::optional<bool> value) {
 }  // namespace
 
 void InstallProperties(GObjectClass* objectClass) {
-  const auto add = [objectClass](Property property, GParamSpec* spec) {
-    g_object_class_install_property(objectClass, property, spec);
+  const auto add = [objectClass](Property property, GParamSpec* pspec) {
+    g_object_class_install_property(objectClass, property, pspec);
   };
   const Settings defaults;
   add(kDevice, g_param_spec_string("device", "Device",

@@ -105,14 +105,14 @@ bool Try(ZocamSrc* self, int code, const char* what, Body body) {
   return false;
 }
 
-void SetProperty(GObject* object, guint property, const GValue* value, GParamSpec* spec) {
+void SetProperty(GObject* object, guint property, const GValue* value, GParamSpec* pspec) {
   State& state = StateOf(object);
   const std::lock_guard lock(state.mutex);
   if (!zogst::SetProperty(state.settings, property, value))
-    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
+    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, pspec);
 }
 
-void GetProperty(GObject* object, guint property, GValue* value, GParamSpec* spec) {
+void GetProperty(GObject* object, guint property, GValue* value, GParamSpec* pspec) {
   State& state = StateOf(object);
   const std::lock_guard lock(state.mutex);
   if (property == zogst::kDropped)
@@ -120,7 +120,7 @@ void GetProperty(GObject* object, guint property, GValue* value, GParamSpec* spe
   else if (property == zogst::kResolution)
     g_value_set_int(value, state.resolution);
   else if (!zogst::GetProperty(state.settings, property, value))
-    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
+    G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, pspec);
 }
 
 Shape ShapeOf(zogst::FrameSource& source) {

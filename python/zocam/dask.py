@@ -259,8 +259,8 @@ def _frames_per_chunk(chunks: Union[int, str], frame_bytes: int) -> int:
 
 def to_npy_stack(stack: Stack, folder: Path) -> None:
     """Computes a stack into a new folder: 0.npy, 1.npy and so on, one for each chunk, which
-    dask.array.from_npy_stack() reads again, and at last index.npy: without it the folder is not complete. Workers write the files
-    themselves.
+    dask.array.from_npy_stack() reads again, and at last index.npy: without it the folder is not
+    complete. Workers write the files themselves.
 
     Raises FileExistsError when the folder has something in it."""
     name = os.path.abspath(os.fspath(folder))

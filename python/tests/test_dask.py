@@ -6,7 +6,7 @@ import signal
 
 import numpy as np
 import pytest
-from conftest import COUNTS, REFERENCE, SMALL, WIDE
+from conftest import COUNTS, REFERENCE, SMALL, WIDE, run_python
 
 import zocam
 
@@ -101,6 +101,23 @@ def test_chunks_of_any_size_equal_one_loop(film_paths, tmp_path, serial, setting
             stack = zocam.dask.from_recordings(path, settings=settings, chunks=chunks)
             assert max(stack.array.chunks[0]) == min(chunks, 190)
             equal(stack.array.compute(scheduler="threads", num_workers=2), expected)
+
+
+@pytest.mark.parametrize("product", ["6100", "6104", "6105", "6110"])
+def test_so_do_chunks_of_the_other_models(tmp_path, product):
+    done = run_python("""if True:
+        import sys, zocam
+        with zocam.open() as camera, camera.record(sys.argv[1]):
+            for frame in camera:
+                if frame.number >= 20:
+                    break""", tmp_path / "short.y4m", camera=f"{product},fps=200")
+    assert done.returncode == 0, done.stderr
+    path = lengthen(tmp_path / "short.y4m", tmp_path / "long.y4m", 190)
+    for settings in ({}, {"window_correction": 1}):
+        expected = in_one_loop(path, settings)
+        assert np.isnan(expected).any() and np.isfinite(expected).any()
+        stack = zocam.dask.from_recordings(path, settings=settings, chunks=33)
+        equal(stack.array.compute(scheduler="threads", num_workers=2), expected)
 
 
 def test_warm_ups_stay_short(film_paths, tmp_path):

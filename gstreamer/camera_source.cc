@@ -19,10 +19,11 @@ class Slot {
  public:
   void Put(std::span<const uint8_t> bytes) {
     const std::lock_guard lock(mutex_);
-    if (isFull_ && isWanted_) ++dropped_;
+    ++number_;
+    if (isResting_) return;
+    if (isFull_) ++dropped_;
     bytes_.assign(bytes.begin(), bytes.end());
     arrival_ = Clock::now();
-    ++number_;
     isFull_ = true;
     changed_.notify_one();
   }
@@ -32,7 +33,6 @@ class Slot {
   Answer Take(std::vector<uint8_t>& bytes, Clock::time_point& arrival, uint64_t& number,
               std::chrono::milliseconds timeout) {
     std::unique_lock lock(mutex_);
-    if (!std::exchange(isWanted_, true)) isFull_ = false;  // from while nobody asked
     changed_.wait_for(lock, timeout, [this] { return isFull_ || isInterrupted_; });
     if (isInterrupted_) return Answer::kInterrupted;
     if (!isFull_) return Answer::kNothing;
@@ -49,9 +49,10 @@ class Slot {
     changed_.notify_one();
   }
 
-  void Rest() {
+  void Rest(bool on) {
     const std::lock_guard lock(mutex_);
-    isWanted_ = false;
+    isResting_ = on;
+    isFull_ = false;
   }
 
   uint64_t Dropped() const {
@@ -67,7 +68,7 @@ class Slot {
   uint64_t number_ = 0;
   uint64_t dropped_ = 0;
   bool isFull_ = false;
-  bool isWanted_ = false;
+  bool isResting_ = true;
   bool isInterrupted_ = false;
 };
 
@@ -103,7 +104,7 @@ class CameraSource : public FrameSource {
   SourceFrame Current() const override { return {*frame_, number_, arrival_, std::nullopt}; }
   zocam::Device& Device() override { return camera_; }
   void Interrupt(bool on) override { slot_->Interrupt(on); }
-  void Rest() override { slot_->Rest(); }
+  void Rest(bool on) override { slot_->Rest(on); }
   uint64_t Dropped() const override { return slot_->Dropped(); }
 
  private:

@@ -1,8 +1,9 @@
 // Where the element's frames come from: a camera, whose newest frame comes next, or a recording,
 // all of whose frames come. Knows nothing of GStreamer.
 //
-// Open, SeekTo and the end belong to whoever owns the source, Next and Device to the one streaming
-// thread that there is meanwhile; Interrupt, Rest and Dropped may be called by any thread.
+// Open, SeekTo and the end belong to whoever owns the source, Next, Current and Device to the one
+// streaming thread that there is meanwhile; Interrupt, Rest and Dropped may be called by any
+// thread.
 #ifndef ZOCAM_GSTREAMER_FRAME_SOURCE_H
 #define ZOCAM_GSTREAMER_FRAME_SOURCE_H
 
@@ -50,15 +51,16 @@ class FrameSource {
 
   // On: Next() returns at once.
   virtual void Interrupt(bool on) = 0;
-  // What comes until Next() is called again is let go and no loss.
-  virtual void Rest() {}
+  // A camera rests when it is opened. Frames that come while it rests are let go, which is no loss,
+  // and with them the one that was waiting.
+  virtual void Rest(bool) {}
   // Frames that nobody took before the next one came.
   virtual uint64_t Dropped() const { return 0; }
 
   // Recordings only: how long it is from the start to the last frame, and a move to the last frame
-  // at or before a time. Nothing, and false, for a camera.
+  // at or before a time.
   virtual std::optional<std::chrono::milliseconds> Length() const { return std::nullopt; }
-  virtual bool SeekTo(std::chrono::milliseconds) { return false; }
+  virtual void SeekTo(std::chrono::milliseconds) {}
 };
 
 std::unique_ptr<FrameSource> OpenCameraSource(const SourceChoice& choice);

@@ -55,20 +55,82 @@ constexpr auto kBeforeStart = static_cast<GParamFlags>(
 constexpr auto kReadOnly = static_cast<GParamFlags>(static_cast<unsigned>(G_PARAM_READABLE) |
                                                     static_cast<unsigned>(G_PARAM_STATIC_STRINGS));
 
-std::string TextOf(const GValue* value) {
+// Between a field and the value of its property, for every type of field there is.
+
+void Load(std::string& field, const GValue* value) {
   const char* text = g_value_get_string(value);
-  return text == nullptr ? "" : text;
+  field = text == nullptr ? "" : text;
+}
+void Store(const std::string& field, GValue* value) { g_value_set_string(value, field.c_str()); }
+
+void Load(bool& field, const GValue* value) { field = g_value_get_boolean(value) != FALSE; }
+void Store(bool field, GValue* value) { g_value_set_boolean(value, field ? TRUE : FALSE); }
+
+void Load(double& field, const GValue* value) { field = g_value_get_double(value); }
+void Store(double field, GValue* value) { g_value_set_double(value, field); }
+
+void Load(Palette& field, const GValue* value) {
+  field = static_cast<Palette>(g_value_get_enum(value));
+}
+void Store(Palette field, GValue* value) { g_value_set_enum(value, static_cast<gint>(field)); }
+
+void Load(uint32_t& gain, const GValue* value) {
+  gain = static_cast<uint32_t>(g_value_get_enum(value));
+}
+void Store(uint32_t gain, GValue* value) { g_value_set_enum(value, static_cast<gint>(gain)); }
+
+void Load(std::optional<bool>& choice, const GValue* value) {
+  choice.reset();
+  if (g_value_get_enum(value) != kAuto) choice = g_value_get_enum(value) == kOn;
+}
+void Store(std::optional<bool> choice, GValue* value) {
+  g_value_set_enum(value, !choice ? kAuto : *choice ? kOn : kOff);
 }
 
-std::optional<bool> ChoiceOf(const GValue* value) {
-  const int choice = g_value_get_enum(value);
-  if (choice == kAuto) return std::nullopt;
-  return choice == kOn;
+void Load(std::optional<uint16_t>& threshold, const GValue* value) {
+  threshold.reset();
+  if (g_value_get_int(value) != kAsTheModelHasIt)
+    threshold = static_cast<uint16_t>(g_value_get_int(value));
+}
+void Store(std::optional<uint16_t> threshold, GValue* value) {
+  g_value_set_int(value, threshold ? *threshold : kAsTheModelHasIt);
 }
 
-int ToChoice(std::optional<bool> value) {
-  if (!value) return kAuto;
-  return *value ? kOn : kOff;
+// Where each property's value stands: calls use with that field; false: there is none.
+template <typename AnySettings, typename Use>
+bool UseField(AnySettings& settings, guint property, Use use) {
+  auto& source = settings.source;
+  auto& paint = settings.paint;
+  switch (property) {
+    case kDevice:
+      return use(source.device), true;
+    case kLocation:
+      return use(source.location), true;
+    case kHighRate:
+      return use(source.highRate), true;
+    case kPalette:
+      return use(paint.palette), true;
+    case kGain:
+      return use(paint.gain), true;
+    case kRangeLow:
+      return use(paint.low), true;
+    case kRangeHigh:
+      return use(paint.high), true;
+    case kNoiseFilter:
+      return use(source.decoding.noiseThreshold), true;
+    case kUndistortion:
+      return use(source.decoding.undistortion), true;
+    case kCircumference:
+      return use(source.decoding.circumference), true;
+    case kWindow:
+      return use(source.decoding.window), true;
+    case kUpsideDown:
+      return use(source.decoding.upsideDown), true;
+    case kReflection:
+      return use(source.decoding.reflectionPath), true;
+    default:
+      return false;
+  }
 }
 
 }  // namespace
@@ -126,103 +188,11 @@ void InstallProperties(GObjectClass* objectClass) {
 }
 
 bool SetProperty(Settings& settings, guint property, const GValue* value) {
-  SourceChoice& source = settings.source;
-  switch (property) {
-    case kDevice:
-      source.device = TextOf(value);
-      return true;
-    case kLocation:
-      source.location = TextOf(value);
-      return true;
-    case kHighRate:
-      source.highRate = g_value_get_boolean(value) != FALSE;
-      return true;
-    case kPalette:
-      settings.paint.palette = static_cast<Palette>(g_value_get_enum(value));
-      return true;
-    case kGain:
-      settings.paint.gain = static_cast<uint32_t>(g_value_get_enum(value));
-      return true;
-    case kRangeLow:
-      settings.paint.low = g_value_get_double(value);
-      return true;
-    case kRangeHigh:
-      settings.paint.high = g_value_get_double(value);
-      return true;
-    case kNoiseFilter: {
-      const int threshold = g_value_get_int(value);
-      source.decoding.noiseThreshold.reset();
-      if (threshold != kAsTheModelHasIt)
-        source.decoding.noiseThreshold = static_cast<uint16_t>(threshold);
-      return true;
-    }
-    case kUndistortion:
-      source.decoding.undistortion = ChoiceOf(value);
-      return true;
-    case kCircumference:
-      source.decoding.circumference = ChoiceOf(value);
-      return true;
-    case kWindow:
-      source.decoding.window = g_value_get_boolean(value) != FALSE;
-      return true;
-    case kUpsideDown:
-      source.decoding.upsideDown = g_value_get_boolean(value) != FALSE;
-      return true;
-    case kReflection:
-      source.decoding.reflectionPath = TextOf(value);
-      return true;
-    default:
-      return false;
-  }
+  return UseField(settings, property, [value](auto& field) { Load(field, value); });
 }
 
 bool GetProperty(const Settings& settings, guint property, GValue* value) {
-  const SourceChoice& source = settings.source;
-  switch (property) {
-    case kDevice:
-      g_value_set_string(value, source.device.c_str());
-      return true;
-    case kLocation:
-      g_value_set_string(value, source.location.c_str());
-      return true;
-    case kHighRate:
-      g_value_set_boolean(value, source.highRate ? TRUE : FALSE);
-      return true;
-    case kPalette:
-      g_value_set_enum(value, static_cast<gint>(settings.paint.palette));
-      return true;
-    case kGain:
-      g_value_set_enum(value, static_cast<gint>(settings.paint.gain));
-      return true;
-    case kRangeLow:
-      g_value_set_double(value, settings.paint.low);
-      return true;
-    case kRangeHigh:
-      g_value_set_double(value, settings.paint.high);
-      return true;
-    case kNoiseFilter: {
-      const std::optional<uint16_t>& threshold = source.decoding.noiseThreshold;
-      g_value_set_int(value, threshold ? *threshold : kAsTheModelHasIt);
-      return true;
-    }
-    case kUndistortion:
-      g_value_set_enum(value, ToChoice(source.decoding.undistortion));
-      return true;
-    case kCircumference:
-      g_value_set_enum(value, ToChoice(source.decoding.circumference));
-      return true;
-    case kWindow:
-      g_value_set_boolean(value, source.decoding.window ? TRUE : FALSE);
-      return true;
-    case kUpsideDown:
-      g_value_set_boolean(value, source.decoding.upsideDown ? TRUE : FALSE);
-      return true;
-    case kReflection:
-      g_value_set_string(value, source.decoding.reflectionPath.c_str());
-      return true;
-    default:
-      return false;
-  }
+  return UseField(settings, property, [value](const auto& field) { Store(field, value); });
 }
 
 }  // namespace zogst

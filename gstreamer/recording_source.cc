@@ -36,11 +36,11 @@ class RecordingSource : public FrameSource {
   void Interrupt(bool on) override { isInterrupted_ = on; }
   std::optional<milliseconds> Length() const override { return film_.Length(); }
 
-  bool SeekTo(milliseconds time) override {
+  void SeekTo(milliseconds time) override {
     held_.reset();
     previous_.reset();
     origin_ = milliseconds(0);
-    if (film_.Seek(time) || time > film_.Length()) return true;
+    if (film_.Seek(time) || time > film_.Length()) return;
     // A seek to the last frame's time ends behind it: come from before.
     film_.Seek(std::max(film_.Length() - milliseconds(1), milliseconds(0)));
     while (auto frame = film_.NextFrame(milliseconds(0))) {
@@ -48,7 +48,6 @@ class RecordingSource : public FrameSource {
       held_.emplace(std::move(*frame));
       if (isLast) break;
     }
-    return true;
   }
 
  private:

@@ -6,18 +6,18 @@
 #include <array>
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "gstreamer/properties.h"
 #include "tools/advice.h"
 
 // GObject's and GStreamer's macros cast as C does.
 #pragma GCC diagnostic ignored "-Wold-style-cast"
-
-GST_DEBUG_CATEGORY_STATIC(zocamsrc_debug);
-#define GST_CAT_DEFAULT zocamsrc_debug
 
 namespace {
 
@@ -47,18 +47,16 @@ struct Shape {
 
 // What the element has beside what its base class has.
 struct State {
-  std::mutex mutex;  // guards, for those who ask while others start and stop:
+  std::mutex mutex;  // guards:
   zogst::Settings settings;
+  // Made and ended by start() and stop(). The streaming thread, which lives in between, reads them
+  // without the lock; those who may ask at any time need it.
+  std::unique_ptr<zogst::FrameSource> source;
   std::optional<Shape> shape;
-  zogst::FrameSource* open = nullptr;  // source
 
   std::atomic<int> resolution = 0;
-  // Frames of a camera from before then, or of a pause, are not shown.
-  std::atomic<Clock::time_point> playingSince = Clock::time_point::max();
 
-  // Made and ended by start() and stop(), between them the streaming thread's.
-  std::unique_ptr<zogst::FrameSource> source;
-  GstClockTime frameTime = GST_CLOCK_TIME_NONE;
+  // The streaming thread's.
   GstVideoInfo info{};
   Content content = Content::kColours;
 };
@@ -87,7 +85,6 @@ State& StateOf(gpointer object) { return *SelfOf(object)->state; }
 template <typename Body>
 bool Try(ZocamSrc* self, int code, const char* what, Body body) {
   std::string message;
-  std::string debug = what;
   try {
     body();
     return true;
@@ -100,8 +97,7 @@ bool Try(ZocamSrc* self, int code, const char* what, Body body) {
   }
   // The macro takes codes by name only.
   gst_element_message_full(GST_ELEMENT(self), GST_MESSAGE_ERROR, GST_RESOURCE_ERROR, code,
-                           g_strdup(message.c_str()), g_strdup(debug.c_str()), __FILE__, __func__,
-                           __LINE__);
+                           g_strdup(message.c_str()), g_strdup(what), __FILE__, __func__, __LINE__);
   return false;
 }
 
@@ -116,7 +112,7 @@ void GetProperty(GObject* object, guint property, GValue* value, GParamSpec* psp
   State& state = StateOf(object);
   const std::lock_guard lock(state.mutex);
   if (property == zogst::kDropped)
-    g_value_set_uint64(value, state.open ? state.open->Dropped() : 0);
+    g_value_set_uint64(value, state.source ? state.source->Dropped() : 0);
   else if (property == zogst::kResolution)
     g_value_set_int(value, state.resolution);
   else if (!zogst::GetProperty(state.settings, property, value))
@@ -157,31 +153,27 @@ gboolean Start(GstBaseSrc* base) {
   const int code = isFile ? GST_RESOURCE_ERROR_OPEN_READ : GST_RESOURCE_ERROR_NOT_FOUND;
   return Try(SelfOf(base), code, isFile ? "cannot open the recording" : "cannot open the camera",
              [&] {
-               state.source = zogst::FrameSource::Open(choice);
+               auto source = zogst::FrameSource::Open(choice);
                state.resolution = 0;
-               const Shape shape = ShapeOf(*state.source);
-               state.frameTime = shape.frameTime;
                const std::lock_guard lock(state.mutex);
-               state.shape = shape;
-               state.open = state.source.get();
+               state.shape = ShapeOf(*source);
+               state.source = std::move(source);
              });
 }
 
 gboolean Stop(GstBaseSrc* base) {
   State& state = StateOf(base);
-  {
-    const std::lock_guard lock(state.mutex);
-    state.open = nullptr;
-    state.shape.reset();
-  }
-  state.source.reset();
+  std::unique_ptr<zogst::FrameSource> source;  // ends when nobody waits for the lock
+  const std::lock_guard lock(state.mutex);
+  source = std::move(state.source);
+  state.shape.reset();
   return TRUE;
 }
 
 gboolean Interrupt(GstBaseSrc* base, bool on) {
   State& state = StateOf(base);
   const std::lock_guard lock(state.mutex);
-  if (state.open) state.open->Interrupt(on);
+  if (state.source) state.source->Interrupt(on);
   return TRUE;
 }
 gboolean Unlock(GstBaseSrc* base) { return Interrupt(base, true); }
@@ -260,33 +252,24 @@ GstClockTime RunningTimeOf(ZocamSrc* self, Clock::time_point arrival) {
   return now < before ? 0 : now - before;
 }
 
+struct Free {
+  void operator()(void* memory) const { g_free(memory); }
+};
+
+// Null before the camera's first flat-field correction.
 GstBuffer* BufferOf(State& state, const zogst::SourceFrame& frame,
                     const zogst::PaintSettings& paint) {
-  GstBuffer* buffer = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&state.info), nullptr);
-  GstMapInfo map;
-  if (buffer == nullptr) throw std::bad_alloc();
-  if (!gst_buffer_map(buffer, &map, GST_MAP_WRITE)) {
-    gst_buffer_unref(buffer);
-    throw std::bad_alloc();
-  }
-  bool isPainted = false;
-  try {
-    isPainted = zogst::Paint(state.source->Device(), frame.frame, state.content, paint,
-                             {map.data, map.size},
-                             static_cast<size_t>(GST_VIDEO_INFO_PLANE_STRIDE(&state.info, 0)));
-  } catch (...) {
-    gst_buffer_unmap(buffer, &map);
-    gst_buffer_unref(buffer);
-    throw;
-  }
-  gst_buffer_unmap(buffer, &map);
-  if (isPainted) return buffer;
-  gst_buffer_unref(buffer);
-  return nullptr;
+  const size_t size = GST_VIDEO_INFO_SIZE(&state.info);
+  std::unique_ptr<uint8_t, Free> pixels(static_cast<uint8_t*>(g_try_malloc(size)));
+  if (!pixels) throw std::bad_alloc();
+  if (!zogst::Paint(state.source->Device(), frame.frame, state.content, paint, {pixels.get(), size},
+                    static_cast<size_t>(GST_VIDEO_INFO_PLANE_STRIDE(&state.info, 0))))
+    return nullptr;
+  return gst_buffer_new_wrapped(pixels.release(), size);
 }
 
 void Describe(GstBuffer* buffer, const State& state, const zogst::SourceFrame& frame) {
-  GST_BUFFER_DURATION(buffer) = state.frameTime;
+  GST_BUFFER_DURATION(buffer) = state.shape->frameTime;
   GST_BUFFER_OFFSET(buffer) = frame.number - 1;
   GST_BUFFER_OFFSET_END(buffer) = frame.number;
   GstCustomMeta* meta = gst_buffer_add_custom_meta(buffer, kMetaName);
@@ -310,7 +293,6 @@ GstFlowReturn NextBuffer(ZocamSrc* self, GstBuffer** out) {
         break;
     }
     const zogst::SourceFrame frame = state.source->Current();
-    if (frame.arrival && *frame.arrival < state.playingSince.load()) continue;
     GstClockTime time = GST_CLOCK_TIME_NONE;
     if (frame.time) time = static_cast<GstClockTime>(frame.time->count()) * GST_MSECOND;
     if (frame.arrival) time = RunningTimeOf(self, *frame.arrival);
@@ -320,7 +302,7 @@ GstFlowReturn NextBuffer(ZocamSrc* self, GstBuffer** out) {
       paint = state.settings.paint;
     }
     GstBuffer* buffer = BufferOf(state, frame, paint);
-    if (buffer == nullptr) continue;  // before the first flat-field correction
+    if (buffer == nullptr) continue;
     state.resolution = ZoLib_GetLastTempResolution(state.source->Device().Handle());
     GST_BUFFER_PTS(buffer) = time;
     Describe(buffer, state, frame);
@@ -346,11 +328,10 @@ GstStateChangeReturn ChangeState(GstElement* element, GstStateChange transition)
     }
     gst_base_src_set_live(GST_BASE_SRC(element), isLive ? TRUE : FALSE);
   }
-  if (transition == GST_STATE_CHANGE_PAUSED_TO_PLAYING) state.playingSince = Clock::now();
-  if (transition == GST_STATE_CHANGE_PLAYING_TO_PAUSED) {
-    state.playingSince = Clock::time_point::max();
+  if (transition == GST_STATE_CHANGE_PAUSED_TO_PLAYING ||
+      transition == GST_STATE_CHANGE_PLAYING_TO_PAUSED) {
     const std::lock_guard lock(state.mutex);
-    if (state.open) state.open->Rest();
+    if (state.source) state.source->Rest(transition == GST_STATE_CHANGE_PLAYING_TO_PAUSED);
   }
   return GST_ELEMENT_CLASS(zocam_src_parent_class)->change_state(element, transition);
 }
@@ -374,7 +355,6 @@ GstCaps* TemplateCaps() {
 }  // namespace
 
 static void zocam_src_class_init(ZocamSrcClass* klass) {
-  GST_DEBUG_CATEGORY_INIT(zocamsrc_debug, "zocamsrc", 0, "thermal cameras");
   static const gchar* noTags[] = {nullptr};
   gst_meta_register_custom(kMetaName, noTags, nullptr, nullptr, nullptr);
 

@@ -127,6 +127,8 @@ TEST_F(ZocamSrcTest, SeeksToTheFrameAtATimeAndTellsTheDuration) {
   ASSERT_EQ(frames.size(), kFrames);
   Pipeline pipeline("location=" + path, "GRAY16_LE", "sync=false");
   ASSERT_TRUE(pipeline.Go(GST_STATE_PAUSED));
+  EXPECT_EQ(gst_element_get_state(pipeline.Bin(), nullptr, nullptr, 0), GST_STATE_CHANGE_SUCCESS)
+      << "a recording shows its first frame before it plays";
   gint64 duration = 0;
   ASSERT_TRUE(gst_element_query_duration(pipeline.Bin(), GST_FORMAT_TIME, &duration));
   EXPECT_EQ(static_cast<GstClockTime>(duration),

@@ -1,5 +1,6 @@
 # Debian packages: libzocam1 (to run), libzocam-dev (to build), zocam-tools (the commands),
-# python3-zocam, gstreamer1.0-zocam, libzocam-doc. Built by scripts/package, whose preset installs into /usr.
+# python3-zocam, gstreamer1.0-zocam, libzocam-doc. Built by scripts/package, whose preset installs
+# into /usr.
 set(ZOCAM_MAINTAINER "The zocam developers <maintainers@zocam.invalid>" CACHE STRING "Of the packages")
 
 set(CPACK_GENERATOR DEB)
